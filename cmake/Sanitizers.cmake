@@ -1,0 +1,8 @@
+if(ORVAMESH_SANITIZE)
+  set(_san "-fsanitize=${ORVAMESH_SANITIZE}" -fno-omit-frame-pointer)
+  if(ORVAMESH_SANITIZE MATCHES "undefined")
+    list(APPEND _san -fno-sanitize-recover=undefined)
+  endif()
+  add_compile_options(${_san})
+  add_link_options(${_san})
+endif()

@@ -1,0 +1,71 @@
+#include "orvamesh/utils/mutex.h"
+
+#include "orvamesh/utils/log.h"
+#include "utils/posix_seam.h"
+
+namespace ORVA::MESH::SDK {
+
+Mutex::~Mutex() { ::pthread_mutex_destroy(&mutex_); }
+
+bool Mutex::Lock() {
+  int rc = Seam::Posix().mutex_lock(&mutex_);
+  if (rc != 0) {
+    ORVA_LOG_ERR("Fail to lock mutex [%d]", rc);
+    return false;
+  }
+  return true;
+}
+
+bool Mutex::Unlock() {
+  int rc = Seam::Posix().mutex_unlock(&mutex_);
+  if (rc != 0) {
+    ORVA_LOG_ERR("Fail to unlock mutex [%d]", rc);
+    return false;
+  }
+  return true;
+}
+
+bool Mutex::SetCancelState(int state, int* oldState) {
+  int rc = Seam::Posix().setcancelstate(state, oldState);
+  if (rc != 0) {
+    ORVA_LOG_ERR("Fail to set pthread cancel to [%d]: [%d]", state, rc);
+    return false;
+  }
+  return true;
+}
+
+bool Mutex::CallWithLockImpl(Mutex& mutex, void (*run)(void*), void* context) {
+  int oldState = PTHREAD_CANCEL_ENABLE;
+  if (!SetCancelState(PTHREAD_CANCEL_DISABLE, &oldState)) {
+    ORVA_LOG_ERR("Fail to disable pthread cancel");
+    return false;
+  }
+  auto restoreCancel = [oldState] {
+    int ignored;
+    if (!SetCancelState(oldState, &ignored)) {
+      ORVA_LOG_ERR("Fail to restore original pthread cancel state");
+    }
+  };
+  if (!mutex.Lock()) {
+    ORVA_LOG_ERR("Fail to lock mutex");
+    restoreCancel();
+    return false;
+  }
+  try {
+    run(context);
+  } catch (...) {
+    if (!mutex.Unlock()) {
+      ORVA_LOG_ERR("Fail to unlock mutex");
+    }
+    restoreCancel();
+    throw;
+  }
+  bool unlocked = mutex.Unlock();
+  if (!unlocked) {
+    ORVA_LOG_ERR("Fail to unlock mutex");
+  }
+  restoreCancel();
+  return true;
+}
+
+}  // namespace ORVA::MESH::SDK

@@ -1,0 +1,37 @@
+#pragma once
+// Collects the library's log lines for the lifetime of the object (and keeps them out of the
+// machine's syslog). One LogCapture at a time.
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "orvamesh/utils/log.h"
+
+namespace orva::test {
+
+struct LogLine {
+  int priority;
+  std::string text;
+};
+
+class LogCapture {
+ public:
+  LogCapture();
+  ~LogCapture();
+  LogCapture(const LogCapture&) = delete;
+  LogCapture& operator=(const LogCapture&) = delete;
+
+  std::vector<LogLine> Lines() const;
+  std::vector<std::string> Texts() const;
+  // Lines whose text contains `needle`.
+  std::vector<LogLine> Matching(const std::string& needle) const;
+  bool Contains(const std::string& needle) const { return !Matching(needle).empty(); }
+  void Clear();
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<LogLine> lines_;
+  ORVA::MESH::SDK::Log::Sink previous_;
+};
+
+}  // namespace orva::test

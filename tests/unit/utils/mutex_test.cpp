@@ -1,0 +1,150 @@
+#include "orvamesh/utils/mutex.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <thread>
+
+#include "support/log_capture.h"
+#include "support/wait_until.h"
+#include "utils/posix_seam.h"
+
+namespace {
+
+using ORVA::MESH::SDK::Mutex;
+using orva::test::LogCapture;
+namespace Seam = ORVA::MESH::SDK::Seam;
+
+int CurrentCancelState() {
+  int state = -1;
+  int ignored;
+  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &state);
+  pthread_setcancelstate(state, &ignored);
+  return state;
+}
+
+TEST(CallWithLock, RunsTheCallableWithCancellationDisabledThenRestoresIt) {
+  Mutex mutex;
+  int stateInside = -1;
+  EXPECT_TRUE(Mutex::CallWithLock(mutex, [&] { stateInside = CurrentCancelState(); }));
+  EXPECT_EQ(stateInside, PTHREAD_CANCEL_DISABLE);
+  EXPECT_EQ(CurrentCancelState(), PTHREAD_CANCEL_ENABLE);
+}
+
+TEST(CallWithLock, SerialisesSectionsFromSeveralThreads) {
+  Mutex mutex;
+  long counter = 0;  // deliberately not atomic: the mutex is what protects it
+  auto work = [&] {
+    for (int i = 0; i < 20000; ++i) Mutex::CallWithLock(mutex, [&] { ++counter; });
+  };
+  std::thread a(work), b(work), c(work);
+  a.join();
+  b.join();
+  c.join();
+  EXPECT_EQ(counter, 60000);
+}
+
+TEST(CallWithLock, AThrowingCallableLeavesTheMutexFreeAndTheCancelStateRestored) {
+  Mutex mutex;
+  struct Marker : std::runtime_error {
+    using std::runtime_error::runtime_error;
+  };
+  EXPECT_THROW(Mutex::CallWithLock(mutex, [] { throw Marker("inside"); }), Marker);
+  EXPECT_EQ(CurrentCancelState(), PTHREAD_CANCEL_ENABLE);
+  // Non-recursive: this would deadlock if the first call had left the mutex held.
+  bool ranAgain = false;
+  EXPECT_TRUE(Mutex::CallWithLock(mutex, [&] { ranAgain = true; }));
+  EXPECT_TRUE(ranAgain);
+}
+
+TEST(CallWithLock, RethrowsTheCallablesExceptionUnchanged) {
+  Mutex mutex;
+  try {
+    Mutex::CallWithLock(mutex, [] { throw 7; });
+    FAIL();
+  } catch (int value) {
+    EXPECT_EQ(value, 7);
+  }
+}
+
+TEST(CallWithLock, ACancelledThreadFinishesTheLockedSectionBeforeItDies) {
+  Mutex mutex;
+  std::atomic<bool> inside{false}, release{false}, sectionDone{false}, afterSection{false};
+  pthread_t thread;
+  struct Args {
+    Mutex* mutex;
+    std::atomic<bool>*inside, *release, *sectionDone, *afterSection;
+  } args{&mutex, &inside, &release, &sectionDone, &afterSection};
+  ASSERT_EQ(pthread_create(
+                &thread, nullptr,
+                [](void* p) -> void* {
+                  auto* a = static_cast<Args*>(p);
+                  Mutex::CallWithLock(*a->mutex, [a] {
+                    a->inside->store(true);
+                    while (!a->release->load()) {
+                      pthread_testcancel();  // a cancellation point that must not act here
+                      usleep(1000);
+                    }
+                    a->sectionDone->store(true);
+                  });
+                  pthread_testcancel();  // cancellation is enabled again: the thread ends here
+                  a->afterSection->store(true);
+                  return nullptr;
+                },
+                &args),
+            0);
+  ASSERT_TRUE(orva::test::WaitUntil([&] { return inside.load(); }));
+  ASSERT_EQ(pthread_cancel(thread), 0);
+  release = true;
+  void* result = nullptr;
+  ASSERT_EQ(pthread_join(thread, &result), 0);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_TRUE(sectionDone.load());
+  EXPECT_FALSE(afterSection.load());
+  // And the mutex was released on the way.
+  EXPECT_TRUE(Mutex::CallWithLock(mutex, [] {}));
+}
+
+TEST(CallWithLock, ALockFailureRunsNothingAndLogsWhy) {
+  LogCapture capture;
+  Mutex mutex;
+  Seam::ScopedPosixOverride seam;
+  seam->mutex_lock = [](pthread_mutex_t*) { return EINVAL; };
+  bool ran = false;
+  EXPECT_FALSE(Mutex::CallWithLock(mutex, [&] { ran = true; }));
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(CurrentCancelState(), PTHREAD_CANCEL_ENABLE);
+  auto texts = capture.Texts();
+  ASSERT_EQ(texts.size(), 2u);
+  EXPECT_NE(texts[0].find("utils/mutex:"), std::string::npos);
+  EXPECT_NE(texts[0].find(" Fail to lock mutex [22]"), std::string::npos);
+  EXPECT_NE(texts[1].find(" Fail to lock mutex"), std::string::npos);
+}
+
+TEST(CallWithLock, ACancelStateFailureRunsNothing) {
+  LogCapture capture;
+  Mutex mutex;
+  Seam::ScopedPosixOverride seam;
+  seam->setcancelstate = [](int, int*) { return EINVAL; };
+  bool ran = false;
+  EXPECT_FALSE(Mutex::CallWithLock(mutex, [&] { ran = true; }));
+  EXPECT_FALSE(ran);
+  EXPECT_TRUE(capture.Contains("Fail to set pthread cancel to [1]: [22]"));
+  EXPECT_TRUE(capture.Contains("Fail to disable pthread cancel"));
+}
+
+TEST(CallWithLock, AnUnlockFailureIsLoggedButTheCallStillSucceeds) {
+  LogCapture capture;
+  Mutex mutex;
+  {
+    Seam::ScopedPosixOverride seam;
+    seam->mutex_unlock = [](pthread_mutex_t*) { return EPERM; };
+    EXPECT_TRUE(Mutex::CallWithLock(mutex, [] {}));
+  }
+  EXPECT_TRUE(capture.Contains("Fail to unlock mutex [1]"));
+  mutex.Unlock();  // the real unlock the seam swallowed
+}
+
+}  // namespace
