@@ -11,3 +11,4 @@
 #include "orvamesh/utils/rwlock.h"
 #include "orvamesh/utils/socket_wrapper.h"
 #include "orvamesh/utils/source_path.h"
+#include "orvamesh/utils/utils.h"
