@@ -69,40 +69,47 @@ TEST(CallWithLock, RethrowsTheCallablesExceptionUnchanged) {
   }
 }
 
+struct CancelArgs {
+  Mutex* mutex;
+  std::atomic<bool> inside{false}, release{false}, sectionDone{false}, afterSection{false};
+};
+
+// Kept out of line: the frame that holds the callable must return normally, so that the
+// cancellation unwinds only through frames without address-taken locals (ASan cannot clean
+// those up after a forced unwind).
+__attribute__((noinline)) void RunSectionUntilReleased(CancelArgs* a) {
+  Mutex::CallWithLock(*a->mutex, [a] {
+    a->inside = true;
+    while (!a->release) {
+      pthread_testcancel();  // a cancellation point that must not act here
+      usleep(1000);
+    }
+    a->sectionDone = true;
+  });
+}
+
+void* CancelledThread(void* p) {
+  auto* a = static_cast<CancelArgs*>(p);
+  RunSectionUntilReleased(a);
+  pthread_testcancel();  // cancellation is enabled again: the thread ends here
+  a->afterSection = true;
+  return nullptr;
+}
+
 TEST(CallWithLock, ACancelledThreadFinishesTheLockedSectionBeforeItDies) {
   Mutex mutex;
-  std::atomic<bool> inside{false}, release{false}, sectionDone{false}, afterSection{false};
+  CancelArgs args;
+  args.mutex = &mutex;
   pthread_t thread;
-  struct Args {
-    Mutex* mutex;
-    std::atomic<bool>*inside, *release, *sectionDone, *afterSection;
-  } args{&mutex, &inside, &release, &sectionDone, &afterSection};
-  ASSERT_EQ(pthread_create(
-                &thread, nullptr,
-                [](void* p) -> void* {
-                  auto* a = static_cast<Args*>(p);
-                  Mutex::CallWithLock(*a->mutex, [a] {
-                    a->inside->store(true);
-                    while (!a->release->load()) {
-                      pthread_testcancel();  // a cancellation point that must not act here
-                      usleep(1000);
-                    }
-                    a->sectionDone->store(true);
-                  });
-                  pthread_testcancel();  // cancellation is enabled again: the thread ends here
-                  a->afterSection->store(true);
-                  return nullptr;
-                },
-                &args),
-            0);
-  ASSERT_TRUE(orva::test::WaitUntil([&] { return inside.load(); }));
+  ASSERT_EQ(pthread_create(&thread, nullptr, CancelledThread, &args), 0);
+  ASSERT_TRUE(orva::test::WaitUntil([&] { return args.inside.load(); }));
   ASSERT_EQ(pthread_cancel(thread), 0);
-  release = true;
+  args.release = true;
   void* result = nullptr;
   ASSERT_EQ(pthread_join(thread, &result), 0);
   EXPECT_EQ(result, PTHREAD_CANCELED);
-  EXPECT_TRUE(sectionDone.load());
-  EXPECT_FALSE(afterSection.load());
+  EXPECT_TRUE(args.sectionDone.load());
+  EXPECT_FALSE(args.afterSection.load());
   // And the mutex was released on the way.
   EXPECT_TRUE(Mutex::CallWithLock(mutex, [] {}));
 }
