@@ -148,10 +148,13 @@ TEST(MacPrefix, OtherOuisAndDerivedAddressesAreRefusedNotTranslated) {
   // A derived address is not a device address: translating twice is refused.
   EXPECT_EQ(Mac::ConvertToOrvaBackhaulPrefix(Mac("02:24:e7:33:44:55"), out), -1);
   EXPECT_EQ(Mac::ConvertToOrvaBackhaulSTAPrefix(Mac("zz"), out), -1);
+  EXPECT_EQ(Mac::ConvertPrefixByMapping(Mac("00:11:22:33:44:55"), {{"00:11:22", "02:11"}}, out), -1);
+  EXPECT_EQ(out.ToString(), "00:00:00:00:00:09");
   EXPECT_EQ(MacErrors(capture), (std::vector<std::string>{
                                     "The input mac does not start with Velanto OUI: 00:11:22:33:44:55",
                                     "The input mac does not start with Velanto OUI: 02:24:e7:33:44:55",
                                     "The input mac is invalid: zz",
+                                    "The prefix mapped from 00:11:22 is no OUI: 02:11",
                                 }));
 }
 
