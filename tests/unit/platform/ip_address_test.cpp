@@ -1,0 +1,100 @@
+#include "orvamesh/platform/ip_address.h"
+
+#include <gtest/gtest.h>
+#include <net/if.h>
+
+#include <regex>
+#include <set>
+#include <string>
+
+#include "orvamesh/utils/exception.h"
+
+namespace {
+
+using orva::net::utils::IPAddress;
+namespace Exception = ORVA::MESH::SDK::Exception;
+
+TEST(IPAddress, ClassifiesAddressesOfBothFamilies) {
+  struct Case {
+    const char* text;
+    IPAddress::Family family;
+    bool linkLocal;
+    bool multicast;
+    const char* canonical;
+  } cases[] = {
+      {"fe80::1", IPAddress::Family::IPV6, true, false, "fe80::1"},
+      {"FE80:0:0:0:0224:E7FF:FE01:0203", IPAddress::Family::IPV6, true, false, "fe80::224:e7ff:fe01:203"},
+      {"fec0::1", IPAddress::Family::IPV6, false, false, "fec0::1"},
+      {"ff02::1", IPAddress::Family::IPV6, false, true, "ff02::1"},
+      {"2001:db8::1", IPAddress::Family::IPV6, false, false, "2001:db8::1"},
+      {"169.254.10.1", IPAddress::Family::IPV4, true, false, "169.254.10.1"},
+      {"169.255.0.1", IPAddress::Family::IPV4, false, false, "169.255.0.1"},
+      {"224.0.0.251", IPAddress::Family::IPV4, false, true, "224.0.0.251"},
+      {"240.0.0.1", IPAddress::Family::IPV4, false, false, "240.0.0.1"},
+  };
+  for (const Case& c : cases) {
+    const IPAddress address{std::string(c.text)};
+    EXPECT_EQ(address.GetFamily(), c.family) << c.text;
+    EXPECT_EQ(address.IsLinkLocal(), c.linkLocal) << c.text;
+    EXPECT_EQ(address.IsMulticast(), c.multicast) << c.text;
+    EXPECT_EQ(address.ToString(), c.canonical);
+    EXPECT_EQ(IPAddress(address.ToString()), address);
+  }
+}
+
+TEST(IPAddress, RefusesTextThatIsNoNumericAddress) {
+  const std::string texts[] = {"",          "localhost", "fe80::1%eth0", " fe80::1",
+                               "192.168.1", "1.2.3.4.5", "fe80::1::2",   std::string("::1\0junk", 8)};
+  for (const std::string& text : texts) {
+    IPAddress untouched("::1");
+    EXPECT_FALSE(IPAddress::TryParse(text, untouched)) << text;
+    EXPECT_EQ(untouched.ToString(), "::1");
+    EXPECT_THROW(IPAddress{text}, Exception::InvalidArgumentException) << text;
+  }
+  try {
+    IPAddress bad("fe80::zz");
+    FAIL();
+  } catch (const Exception::InvalidArgumentException& e) {
+    EXPECT_TRUE(std::regex_search(e.what(), std::regex(": Ill-formed IP address \\[fe80::zz\\]$"))) << e.what();
+  }
+}
+
+TEST(IPAddress, GivesSixteenBytesForEveryNonEmptyAddress) {
+  in6_addr bytes{};
+  ASSERT_TRUE(IPAddress("fe80::224:e7ff:fe01:203").ToIn6Addr(bytes));
+  EXPECT_EQ(IPAddress(bytes).ToString(), "fe80::224:e7ff:fe01:203");
+  ASSERT_TRUE(IPAddress("192.0.2.7").ToIn6Addr(bytes));
+  EXPECT_EQ(IPAddress(bytes).ToString(), "::ffff:192.0.2.7");
+  EXPECT_FALSE(IPAddress().ToIn6Addr(bytes));
+  EXPECT_EQ(IPAddress().ToString(), "");
+}
+
+TEST(IPAddressZone, QualifiesOnlyLinkLocalIPv6WithTheInterfaceIndex) {
+  const std::string lo = std::to_string(if_nametoindex("lo"));
+  EXPECT_EQ(IPAddress("fe80::1").AppendIPv6LinkLocalIndex("lo"), "fe80::1%" + lo);
+  EXPECT_EQ(IPAddress("169.254.0.1").AppendIPv6LinkLocalIndex("lo"), "169.254.0.1");
+  struct Case {
+    const char* host;
+    std::string expected;
+  } cases[] = {
+      {"fe80::224:e7ff:fe01:203", "fe80::224:e7ff:fe01:203%" + lo},
+      {"fe80::1%7", "fe80::1%7"},
+      {"ff02::1", "ff02::1"},
+      {"192.168.1.1", "192.168.1.1"},
+      {"node.local", "node.local"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(IPAddress::AppendIPv6LinkLocalIndex(c.host, "lo"), c.expected) << c.host;
+}
+
+TEST(IPAddressZone, FailsClearlyForAnEmptyOrUnknownInterface) {
+  EXPECT_THROW(IPAddress("fe80::1").AppendIPv6LinkLocalIndex(""), Exception::InvalidArgumentException);
+  EXPECT_THROW(IPAddress::AppendIPv6LinkLocalIndex("2001:db8::1", ""), Exception::InvalidArgumentException);
+  try {
+    IPAddress("fe80::1").AppendIPv6LinkLocalIndex("orvanosuch0");
+    FAIL();
+  } catch (const Exception::RuntimeException& e) {
+    EXPECT_NE(std::string(e.what()).find("Interface [orvanosuch0] does not exist"), std::string::npos) << e.what();
+  }
+}
+
+}  // namespace
