@@ -81,7 +81,7 @@ uint16_t FreePort() {
 std::string SshdUnavailableReason() {
   if (::geteuid() != 0) return "a private sshd needs root (CI runs these tests as root)";
   if (::access(kSshd, X_OK) != 0) return "openssh-server is not installed (/usr/sbin/sshd)";
-  if (Run({"ssh-keygen", "-?"}) == -1) return "ssh-keygen (openssh-client) is not installed";
+  if (::access("/usr/bin/ssh-keygen", X_OK) != 0) return "ssh-keygen (openssh-client) is not installed";
   if (Run({"openssl", "version"}) != 0) return "the openssl tool is not installed";
   return NetnsUnavailableReason();
 }
@@ -126,10 +126,13 @@ void SshdServer::Start(const std::string& address, const NetNs* netns) {
   std::string bits;
   listing >> bits >> fingerprint_;
 
-  // Reads the receiver's go-ahead, announces 100 bytes, reads the next go-ahead and sends 10.
-  const std::string shortSender =
-      dir_.WriteFile("short-sender", "#!/bin/sh\nhead -c 1 >/dev/null\nprintf 'C0644 100 short\\n'\n"
-                                     "head -c 1 >/dev/null\nprintf 0123456789\n", 0755);
+  // Speaks the sending side of an SCP fetch (times, then the file) but announces 100 bytes and
+  // sends 10. Each printf follows the receiver's one-byte go-ahead.
+  const std::string shortSender = dir_.WriteFile(
+      "short-sender",
+      "#!/bin/sh\nhead -c 1 >/dev/null\nprintf 'T1700000000 0 1700000000 0\\n'\nhead -c 1 >/dev/null\n"
+      "printf 'C0644 100 short\\n'\nhead -c 1 >/dev/null\nprintf 0123456789\n",
+      0755);
 
   port_ = FreePort();
   const std::string config = dir_.WriteFile(
