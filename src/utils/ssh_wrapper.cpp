@@ -2,6 +2,7 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <netinet/tcp.h>
 #include <libssh2.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -182,6 +183,13 @@ void SSHWrapper::CreateSocket() {
   int flags = Ssh().fcntl(socket_, F_GETFL, 0);
   if (flags < 0 || Ssh().fcntl(socket_, F_SETFL, flags | O_NONBLOCK) < 0) {
     ORVA_THROW(RuntimeException, "Failed to call fcntl to set connect nonblock.");
+  }
+
+  // Requests and their answers are small packets; without this, Nagle's algorithm and the
+  // peer's delayed acknowledgement hold each exchange for tens of milliseconds.
+  int noDelay = 1;
+  if (::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &noDelay, sizeof(noDelay)) != 0) {
+    ORVA_LOG_INFO("TCP_NODELAY not set on the ssh socket, errno: [%d]", errno);
   }
 
   const std::string peer = "Failed to connect ip: [" + GetIPv6String() + "], port: [" +
