@@ -401,17 +401,8 @@ void SSHWrapper::CopyFileToRemote(const std::string& local, const std::string& r
 void SSHWrapper::CopyFileToRemote(const std::string& path) const { CopyFileToRemote(path, path); }
 
 void SSHWrapper::CopyFileFromRemote(const std::string& remote, const std::string& local) const {
-  libssh2_struct_stat info{};
-  LIBSSH2_CHANNEL* channel;
-  while ((channel = ::libssh2_scp_recv2(session_, remote.c_str(), &info)) == nullptr) {
-    if (::libssh2_session_last_errno(session_) != LIBSSH2_ERROR_EAGAIN) {
-      ORVA_THROW(RuntimeException, "Failed to initialize ssh channel. Error: " + LastError());
-    }
-    WaitSocket();
-  }
-  ChannelFreer freer(channel, [this] { return WaitSocket(); });
-
-  // Written beside the final name and renamed into place once complete.
+  // Written beside the final name and renamed into place once complete. Made first, so that a
+  // local file that cannot be written costs no transfer.
   std::string temporary = local + ".XXXXXX";
   int fd = ::mkostemp(&temporary[0], O_CLOEXEC);
   if (fd < 0) ORVA_THROW(RuntimeException, "Failed to open file: " + local);
@@ -422,6 +413,17 @@ void SSHWrapper::CopyFileFromRemote(const std::string& remote, const std::string
       if (path != nullptr) ::unlink(path->c_str());
     }
   } unlinker{&temporary};
+
+  libssh2_struct_stat info{};
+  LIBSSH2_CHANNEL* channel;
+  while ((channel = ::libssh2_scp_recv2(session_, remote.c_str(), &info)) == nullptr) {
+    if (::libssh2_session_last_errno(session_) != LIBSSH2_ERROR_EAGAIN) {
+      ORVA_THROW(RuntimeException, "Failed to initialize ssh channel. Error: " + LastError());
+    }
+    WaitSocket();
+  }
+  ChannelFreer freer(channel, [this] { return WaitSocket(); });
+
   if (::fchmod(fd, static_cast<mode_t>(info.st_mode & 0644)) != 0) {
     ORVA_THROW(RuntimeException, "Failed to set the mode of file: " + local + ", errno: " + ErrnoText(errno));
   }

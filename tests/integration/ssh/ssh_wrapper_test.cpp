@@ -148,6 +148,8 @@ TEST_F(SshSession, CopyFailuresNameTheirCauseAndLeaveLocalFilesAlone) {
        ":CopyFileToRemote:[0-9]+: Failed to open file: "},
       {"remote directory missing", [&] { ssh->CopyFileToRemote(kept, server_->InHome("no/such/dir/x")); },
        ":CopyFileToRemote:[0-9]+: Failed to initialize scp channel\\. Error: .+"},
+      {"local directory missing", [&] { ssh->CopyFileFromRemote(server_->InHome("x"), "/nonexistent/orva-file"); },
+       ":CopyFileFromRemote:[0-9]+: Failed to open file: /nonexistent/orva-file$"},
       {"remote file missing", [&] { ssh->CopyFileFromRemote(server_->InHome("no-such-file"), kept); },
        ":CopyFileFromRemote:[0-9]+: Failed to initialize ssh channel\\. Error: .+"},
   };
