@@ -20,5 +20,6 @@
 #include "orvamesh/utils/pipe_wrapper.h"
 #include "orvamesh/utils/rwlock.h"
 #include "orvamesh/utils/socket_wrapper.h"
+#include "orvamesh/utils/ssh_wrapper.h"
 #include "orvamesh/utils/source_path.h"
 #include "orvamesh/utils/utils.h"

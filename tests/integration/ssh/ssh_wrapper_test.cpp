@@ -1,0 +1,320 @@
+// SSHWrapper against a real OpenSSH server started for the tests (support/sshd_server.h):
+// commands, copies both ways, log-in failures, host-key pinning, link-local addressing inside
+// network namespaces and a peer whose packets vanish.
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <random>
+#include <regex>
+#include <string>
+
+#include "orvamesh/utils/exception.h"
+#include "orvamesh/utils/ssh_wrapper.h"
+#include "support/netns.h"
+#include "support/sshd_server.h"
+#include "support/temp_dir.h"
+#include "utils/ssh_seam.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using Exception::RuntimeException;
+using orva::test::NetNs;
+using orva::test::SshdServer;
+using orva::test::TempDir;
+
+size_t OpenDescriptors() {
+  size_t count = 0;
+  DIR* dir = ::opendir("/proc/self/fd");
+  while (dirent* entry = ::readdir(dir)) count += entry->d_name[0] != '.';
+  ::closedir(dir);
+  return count;
+}
+
+std::string RandomBytes(size_t size, unsigned seed) {
+  std::mt19937 engine(seed);
+  std::string bytes(size, '\0');
+  for (auto& b : bytes) b = static_cast<char>(engine());
+  return bytes;
+}
+
+mode_t ModeOf(const std::string& path) {
+  struct stat info {};
+  EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
+  return info.st_mode & 0777;
+}
+
+template <typename Fn>
+std::string ErrorOf(Fn&& fn) {
+  try {
+    fn();
+  } catch (const RuntimeException& e) {
+    return e.what();
+  }
+  return "<no exception>";
+}
+
+// One server for the whole suite: starting sshd costs key generation and a password hash.
+class SshSession : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    if (orva::test::SshdUnavailableReason().empty()) server_ = std::make_unique<SshdServer>();
+  }
+  static void TearDownTestSuite() { server_.reset(); }
+  void SetUp() override { ORVA_REQUIRE_SSHD(); }
+
+  static std::unique_ptr<SSHWrapper> Connect(const std::string& user = SshdServer::kUser,
+                                             const std::string& password = SshdServer::kPassword) {
+    return std::make_unique<SSHWrapper>(server_->Address(), user, password);
+  }
+  static std::unique_ptr<SshdServer> server_;
+  static TempDir local_;
+};
+std::unique_ptr<SshdServer> SshSession::server_;
+TempDir SshSession::local_;
+
+TEST_F(SshSession, ExecuteReturnsWhatTheCommandWroteToStandardOutput) {
+  auto ssh = Connect();
+  // Output written in one go, so the short-read rule sees all of it at once.
+  auto pyWrite = [](size_t n) {
+    return "python3 -c 'import os; os.write(1, b\"x\" * " + std::to_string(n) + ")'";
+  };
+  const struct {
+    std::string command;
+    std::string expected;
+  } cases[] = {
+      {"printf hello", "hello"},
+      {"true", ""},
+      {pyWrite(8191), std::string(8191, 'x')},
+      {pyWrite(8192), std::string(8192, 'x')},  // a full chunk, ended by the following empty read
+      {pyWrite(3 * 8192 + 100), std::string(3 * 8192 + 100, 'x')},
+      {pyWrite(200000), std::string(200000, 'x')},  // several packets
+      {"echo partial; exit 3", "partial\n"},   // a failing command yields what it printed
+      {"echo only-on-stderr >&2", ""},
+      {"no-such-command-here", ""},
+      {"id -un", std::string(SshdServer::kUser) + "\n"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(ssh->Execute(c.command), c.expected) << c.command;
+  }
+}
+
+TEST_F(SshSession, FilesCopyBothWaysByteForByteWithTheirModes) {
+  auto ssh = Connect();
+  const struct {
+    size_t size;
+    mode_t mode;
+    mode_t fetchedMode;  // remote & 0644
+  } cases[] = {
+      {0, 0644, 0644},      {1, 0600, 0600},          {1023, 0640, 0640}, {1024, 0755, 0644},
+      {1025, 0444, 0444},   {8192, 0604, 0604},       {3 * 1024 * 1024 + 17, 0700, 0600},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE("size " + std::to_string(c.size) + " mode " + std::to_string(c.mode));
+    const std::string content = RandomBytes(c.size, static_cast<unsigned>(c.size));
+    const std::string name = "copy-" + std::to_string(c.size);
+    const std::string local = local_.WriteFile(name, content, static_cast<int>(c.mode));
+    const std::string remote = server_->InHome(name);
+
+    ssh->CopyFileToRemote(local, remote);
+    EXPECT_EQ(TempDir::ReadFile(remote), content);
+    EXPECT_EQ(ModeOf(remote), c.mode);
+
+    const std::string back = local_.Join(name + ".back");
+    ssh->CopyFileFromRemote(remote, back);
+    EXPECT_EQ(TempDir::ReadFile(back), content);
+    EXPECT_EQ(ModeOf(back), c.fetchedMode);
+  }
+}
+
+TEST_F(SshSession, CopyFailuresNameTheirCauseAndLeaveLocalFilesAlone) {
+  auto ssh = Connect();
+  const std::string kept = local_.WriteFile("kept", "previous content");
+  const struct {
+    const char* name;
+    std::function<void()> copy;
+    std::string expected;
+  } cases[] = {
+      {"missing local file", [&] { ssh->CopyFileToRemote("/nonexistent/orva-file", server_->InHome("x")); },
+       ":CopyFileToRemote:[0-9]+: Failed to open file: /nonexistent/orva-file$"},
+      {"local directory", [&] { ssh->CopyFileToRemote(local_.Path(), server_->InHome("x")); },
+       ":CopyFileToRemote:[0-9]+: Failed to open file: "},
+      {"remote directory missing", [&] { ssh->CopyFileToRemote(kept, server_->InHome("no/such/dir/x")); },
+       ":CopyFileToRemote:[0-9]+: Failed to initialize scp channel\\. Error: .+"},
+      {"local directory missing", [&] { ssh->CopyFileFromRemote(server_->InHome("x"), "/nonexistent/orva-file"); },
+       ":CopyFileFromRemote:[0-9]+: Failed to open file: /nonexistent/orva-file$"},
+      {"remote file missing", [&] { ssh->CopyFileFromRemote(server_->InHome("no-such-file"), kept); },
+       ":CopyFileFromRemote:[0-9]+: Failed to initialize ssh channel\\. Error: .+"},
+  };
+  for (const auto& c : cases) {
+    const std::string what = ErrorOf(c.copy);
+    EXPECT_TRUE(std::regex_search(what, std::regex("^utils/ssh_wrapper" + c.expected))) << c.name << ": " << what;
+  }
+  EXPECT_EQ(TempDir::ReadFile(kept), "previous content");
+  // The session survives its failed operations.
+  EXPECT_EQ(ssh->Execute("printf still-here"), "still-here");
+}
+
+TEST_F(SshSession, ARemoteFileShorterThanAnnouncedIsAnErrorNotAShortFile) {
+  // This account's every command is a sender announcing 100 bytes and sending 10.
+  auto ssh = Connect(SshdServer::kShortUser);
+  const std::string local = local_.WriteFile("short-target", "previous content");
+  const std::string what = ErrorOf([&] { ssh->CopyFileFromRemote("/anything", local); });
+  EXPECT_TRUE(std::regex_search(what, std::regex(": Remote file \\[/anything\\] ended after \\[10\\] of \\[100\\] bytes\\.$")))
+      << what;
+  EXPECT_EQ(TempDir::ReadFile(local), "previous content");
+  // No half-written temporary file is left beside it.
+  size_t siblings = 0;
+  DIR* dir = ::opendir(local_.Path().c_str());
+  while (dirent* entry = ::readdir(dir)) siblings += std::string(entry->d_name).rfind("short-target.", 0) == 0;
+  ::closedir(dir);
+  EXPECT_EQ(siblings, 0u);
+}
+
+TEST_F(SshSession, LogInFailuresAreReportedWithLibssh2sCode) {
+  const struct {
+    const char* user;
+    const char* password;
+  } cases[] = {{SshdServer::kUser, "wrong-password"}, {"no-such-user-here", SshdServer::kPassword}};
+  for (const auto& c : cases) {
+    const size_t before = OpenDescriptors();
+    const std::string what = ErrorOf([&] { Connect(c.user, c.password); });
+    EXPECT_TRUE(std::regex_search(
+        what, std::regex("^utils/ssh_wrapper:ConnectSession:[0-9]+: Failed to authenticate, error code: " +
+                         std::to_string(LIBSSH2_ERROR_AUTHENTICATION_FAILED) + "$")))
+        << what;
+    EXPECT_EQ(OpenDescriptors(), before);
+  }
+}
+
+TEST_F(SshSession, APinnedHostKeyMustMatchBeforeThePasswordIsSent) {
+  const SSHWrapper::HostKeyFingerprint right(server_->Fingerprint());
+  SSHWrapper pinned(server_->Address(), SshdServer::kUser, SshdServer::kPassword, right);
+  EXPECT_EQ(pinned.Execute("printf pinned"), "pinned");
+
+  std::array<uint8_t, 32> other = right.Digest();
+  other[31] ^= 1;
+  auto passwordLines = [] {
+    const std::string log = server_->Log();
+    size_t count = 0;
+    for (size_t at = log.find("password for"); at != std::string::npos; at = log.find("password for", at + 1)) ++count;
+    return count;
+  };
+  const size_t seen = passwordLines();
+  const std::string what = ErrorOf([&] {
+    SSHWrapper wrapper(server_->Address(), SshdServer::kUser, SshdServer::kPassword,
+                       SSHWrapper::HostKeyFingerprint(other));
+  });
+  EXPECT_TRUE(std::regex_search(what, std::regex(":ConnectSession:[0-9]+: Host key of ip: \\[::1\\] does not match, expected: \\[" +
+                                                 std::regex_replace(SSHWrapper::HostKeyFingerprint(other).ToString(),
+                                                                    std::regex("[+/]"), "\\$&") +
+                                                 "\\], got: \\[")))
+      << what;
+  // The server closes its side after we leave; by then it must have seen no password.
+  EXPECT_EQ(passwordLines(), seen);
+}
+
+TEST_F(SshSession, ChannelAndWriteFailuresAfterLogInAreReported) {
+  auto ssh = Connect();
+  const std::string local = local_.WriteFile("write-fails", std::string(5000, 'w'));
+  {
+    Seam::ScopedSshOverride seam;
+    // The server refuses a channel of a type it does not know.
+    seam->channel_open = [](LIBSSH2_SESSION* session) {
+      return ::libssh2_channel_open_ex(session, "orva-bogus", 10, 2097152, 32768, nullptr, 0);
+    };
+    EXPECT_TRUE(std::regex_search(ErrorOf([&] { ssh->Execute("true"); }),
+                                  std::regex(":Execute:[0-9]+: Failed to initialize ssh channel\\. Error: .+")));
+  }
+  {
+    Seam::ScopedSshOverride seam;
+    // ...and a subsystem it does not have.
+    seam->channel_exec = [](LIBSSH2_CHANNEL* channel, const char*, unsigned int) {
+      return ::libssh2_channel_process_startup(channel, "subsystem", 9, "orva-bogus", 10);
+    };
+    EXPECT_TRUE(std::regex_search(ErrorOf([&] { ssh->Execute("echo hi"); }),
+                                  std::regex(":Execute:[0-9]+: Failed to execute command: \\[echo hi\\]")));
+  }
+  {
+    Seam::ScopedSshOverride seam;
+    seam->channel_write = [](LIBSSH2_CHANNEL*, const char*, size_t) -> ssize_t { return LIBSSH2_ERROR_SOCKET_SEND; };
+    EXPECT_TRUE(std::regex_search(ErrorOf([&] { ssh->CopyFileToRemote(local, server_->InHome("write-fails")); }),
+                                  std::regex(":CopyFileToRemote:[0-9]+: Failed to error code: -7$")));
+  }
+  EXPECT_EQ(ssh->Execute("printf recovered"), "recovered");
+}
+
+TEST_F(SshSession, AHundredConnectionsLeaveNoDescriptorBehind) {
+  { SSHWrapper warmUp(server_->Address(), SshdServer::kUser, SshdServer::kPassword); }
+  const size_t before = OpenDescriptors();
+  for (int i = 0; i < 100; ++i) {
+    SSHWrapper wrapper(server_->Address(), SshdServer::kUser, SshdServer::kPassword);
+  }
+  EXPECT_EQ(OpenDescriptors(), before);
+}
+
+// Server and client in two namespaces joined by a veth pair; the server listens only on its
+// link-local address, which the client reaches through its own interface's index.
+TEST(SshLinkLocal, ANodeIsReachedByItsLinkLocalAddressAndScopeId) {
+  ORVA_REQUIRE_SSHD();
+  NetNs client("sshc");
+  NetNs node("sshn");
+  orva::test::AddVeth(&client, "c0", &node, "n0");
+  const std::string address = node.LinkLocal("n0");
+  client.LinkLocal("c0");
+  SshdServer server(address + "%n0", &node);
+  const std::string content = RandomBytes(70000, 3);
+  TempDir local;
+  const std::string source = local.WriteFile("source", content, 0640);
+
+  client.RunIn([&] {
+    const uint32_t scope = ::if_nametoindex("c0");
+    ASSERT_NE(scope, 0u);
+    SSHWrapper ssh(server.Address(address, scope), SshdServer::kUser, SshdServer::kPassword);
+    EXPECT_EQ(ssh.Execute("printf linked"), "linked");
+    ssh.CopyFileToRemote(source, server.InHome("linked"));
+    ssh.CopyFileFromRemote(server.InHome("linked"), local.Join("back"));
+    ssh.CopyFileFromRemote(server.InHome("linked"));  // one path for both sides: replaced by itself
+  });
+  EXPECT_EQ(TempDir::ReadFile(server.InHome("linked")), content);
+  EXPECT_EQ(TempDir::ReadFile(local.Join("back")), content);
+}
+
+// The node receives the client's SYNs but its answers go into a blackhole route: the
+// connection neither completes nor is refused, and the wait gives up after five seconds.
+TEST(SshUnreachable, APeerThatNeverAnswersFailsAfterFiveSeconds) {
+  ORVA_REQUIRE_NETNS();
+  NetNs client("sshc");
+  NetNs node("sshn");
+  orva::test::AddVeth(&client, "c0", &node, "n0");
+  client.MustExec({"ip", "-6", "addr", "add", "fd00:6d::1/64", "dev", "c0", "nodad"});
+  node.MustExec({"ip", "-6", "addr", "add", "fd00:6d::2/64", "dev", "n0", "nodad"});
+  node.MustExec({"ip", "-6", "route", "add", "blackhole", "fd00:6d::1/128"});
+  sockaddr_in6 nowhere{};
+  nowhere.sin6_family = AF_INET6;
+  nowhere.sin6_port = htons(22);
+  ASSERT_EQ(::inet_pton(AF_INET6, "fd00:6d::2", &nowhere.sin6_addr), 1);
+
+  std::string what;
+  std::chrono::duration<double> elapsed{};
+  client.RunIn([&] {
+    const auto start = std::chrono::steady_clock::now();
+    what = ErrorOf([&] { SSHWrapper ssh(nowhere, "user", "secret"); });
+    elapsed = std::chrono::steady_clock::now() - start;
+  });
+  EXPECT_TRUE(std::regex_search(
+      what, std::regex("^utils/ssh_wrapper:CreateSocket:[0-9]+: Failed to connect ip: \\[fd00:6d::2\\], port: "
+                       "\\[22\\], interface id: \\[0\\], select return: 0$")))
+      << what;
+  EXPECT_GE(elapsed.count(), 4.9);
+  EXPECT_LT(elapsed.count(), 7.0);
+}
+
+}  // namespace

@@ -1,0 +1,214 @@
+// SSHWrapper up to the point where a real SSH server is needed: argument checks, the TCP
+// connection on loopback, and the failures of calls that cannot be made to fail for real.
+// Everything against a real sshd is in tests/integration/ssh.
+#include <arpa/inet.h>
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <functional>
+#include <regex>
+#include <string>
+#include <thread>
+
+#include "orvamesh/utils/exception.h"
+#include "orvamesh/utils/ssh_wrapper.h"
+#include "support/log_capture.h"
+#include "utils/posix_seam.h"
+#include "utils/ssh_seam.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using Exception::RuntimeException;
+using Fingerprint = SSHWrapper::HostKeyFingerprint;
+
+// The exception's what() from constructing a wrapper, or "<no exception>".
+std::string ConstructError(const sockaddr_in6& addr, const std::string& user = "user",
+                           const std::string& password = "secret") {
+  try {
+    SSHWrapper wrapper(addr, user, password);
+  } catch (const RuntimeException& e) {
+    return e.what();
+  }
+  return "<no exception>";
+}
+
+size_t OpenDescriptors() {
+  size_t count = 0;
+  DIR* dir = ::opendir("/proc/self/fd");
+  while (dirent* entry = ::readdir(dir)) count += entry->d_name[0] != '.';
+  ::closedir(dir);
+  return count;
+}
+
+// A loopback listener on a free port; Address() points at it.
+class Listener {
+ public:
+  Listener() {
+    fd_ = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in6 any = Loopback(0);
+    socklen_t length = sizeof(any);
+    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr*>(&any), sizeof(any)), 0);
+    EXPECT_EQ(::listen(fd_, 16), 0);
+    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&any), &length);
+    port_ = ntohs(any.sin6_port);
+  }
+  ~Listener() { Close(); }
+  void Close() {
+    if (fd_ >= 0) ::close(fd_);
+    fd_ = -1;
+  }
+  int Fd() const { return fd_; }
+  sockaddr_in6 Address() const { return Loopback(port_); }
+  static sockaddr_in6 Loopback(uint16_t port) {
+    sockaddr_in6 addr{};
+    addr.sin6_family = AF_INET6;
+    addr.sin6_addr = in6addr_loopback;
+    addr.sin6_port = htons(port);
+    return addr;
+  }
+
+ private:
+  int fd_ = -1;
+  uint16_t port_ = 0;
+};
+
+std::atomic<int> socketCalls{0};
+
+TEST(SSHWrapperValidation, AnEmptyUserOrPasswordFailsBeforeAnySocketIsMade) {
+  Seam::ScopedPosixOverride posix;
+  socketCalls = 0;
+  posix->socket = [](int, int, int) {
+    ++socketCalls;
+    return -1;
+  };
+  const struct {
+    const char* user;
+    const char* password;
+  } cases[] = {{"", "secret"}, {"user", ""}, {"", ""}};
+  for (const auto& c : cases) {
+    EXPECT_TRUE(std::regex_search(ConstructError(Listener::Loopback(22), c.user, c.password),
+                                  std::regex("^utils/ssh_wrapper:Validate:[0-9]+: username or password can't be empty\\.$")))
+        << c.user << "/" << c.password;
+  }
+  EXPECT_EQ(socketCalls, 0);
+}
+
+TEST(SSHWrapperValidation, AnAddressThatIsNotIPv6TextIsRefused) {
+  sockaddr_in6 wrongFamily = Listener::Loopback(22);
+  wrongFamily.sin6_family = AF_INET;
+  EXPECT_NE(ConstructError(wrongFamily).find(": ipv6 address is invalid."), std::string::npos);
+
+  Seam::ScopedSshOverride ssh;
+  ssh->inet_ntop = [](int, const void*, char*, socklen_t) -> const char* {
+    errno = ENOSPC;
+    return nullptr;
+  };
+  orva::test::LogCapture log;
+  EXPECT_NE(ConstructError(Listener::Loopback(22)).find(": ipv6 address is invalid."), std::string::npos);
+  EXPECT_TRUE(log.Contains("inet_ntop with errno [28]"));
+}
+
+// Failures of calls on the way to a TCP connection, each forced through the seams; every one
+// must leave no descriptor behind.
+TEST(SSHWrapperConnect, EachFailingStepThrowsItsMessageAndReleasesEverything) {
+  Listener listener;
+  const std::string port = std::to_string(ntohs(listener.Address().sin6_port));
+  const struct {
+    const char* name;
+    std::function<void(Seam::SshCalls&, Seam::PosixCalls&)> breakIt;
+    std::string expected;
+  } cases[] = {
+      {"init", [](Seam::SshCalls& s, Seam::PosixCalls&) { s.init = [](int) { return -5; }; },
+       "InitInternal:[0-9]+: Failed to init ssh, error code: -5$"},
+      {"socket", [](Seam::SshCalls&, Seam::PosixCalls& p) { p.socket = [](int, int, int) { return -1; }; },
+       "CreateSocket:[0-9]+: Failed to create socket\\.$"},
+      {"fcntl", [](Seam::SshCalls& s, Seam::PosixCalls&) { s.fcntl = [](int, int, int) { return -1; }; },
+       "CreateSocket:[0-9]+: Failed to call fcntl to set connect nonblock\\.$"},
+      {"poll", [](Seam::SshCalls& s, Seam::PosixCalls&) {
+         s.poll = [](pollfd*, nfds_t, int) { errno = EBADF; return -1; }; },
+       "CreateSocket:[0-9]+: Failed to connect ip: \\[::1\\], port: \\[" + port +
+           "\\], interface id: \\[0\\], select return: -1$"},
+      {"getsockopt", [](Seam::SshCalls& s, Seam::PosixCalls&) {
+         s.getsockopt = [](int, int, int, void*, socklen_t*) { return -1; }; },
+       "CreateSocket:[0-9]+: Failed to call getsockopt to get socket's options$"},
+      {"session", [](Seam::SshCalls& s, Seam::PosixCalls&) {
+         s.session_init = []() -> LIBSSH2_SESSION* { return nullptr; }; },
+       "InitSession:[0-9]+: Failed to initialize ssh session\\.$"},
+  };
+  for (const auto& c : cases) {
+    Seam::ScopedSshOverride ssh;
+    Seam::ScopedPosixOverride posix;
+    c.breakIt(Seam::Ssh(), Seam::Posix());
+    const size_t before = OpenDescriptors();
+    std::string what = ConstructError(listener.Address());
+    EXPECT_TRUE(std::regex_search(what, std::regex("^utils/ssh_wrapper:" + c.expected))) << c.name << ": " << what;
+    EXPECT_EQ(OpenDescriptors(), before) << c.name;
+  }
+}
+
+TEST(SSHWrapperConnect, APortWhereNothingListensIsRefusedWithTheSocketError) {
+  Listener listener;
+  const sockaddr_in6 closed = listener.Address();
+  listener.Close();
+  const std::string what = ConstructError(closed);
+  EXPECT_TRUE(std::regex_search(
+      what, std::regex("^utils/ssh_wrapper:CreateSocket:[0-9]+: Failed to connect ip: \\[::1\\], port: \\[" +
+                       std::to_string(ntohs(closed.sin6_port)) + "\\], interface id: \\[0\\], error code: " +
+                       std::to_string(ECONNREFUSED) + "$")))
+      << what;
+}
+
+TEST(SSHWrapperConnect, APeerThatIsNotAnSshServerFailsTheHandshake) {
+  const char* replies[] = {"", "HTTP/1.1 400 Bad Request\r\n\r\n"};
+  for (const char* reply : replies) {
+    Listener listener;
+    std::thread peer([&] {
+      int fd = ::accept(listener.Fd(), nullptr, nullptr);
+      if (fd < 0) return;
+      (void)!::write(fd, reply, strlen(reply));
+      ::close(fd);
+    });
+    const size_t before = OpenDescriptors();
+    std::string what = ConstructError(listener.Address());
+    peer.join();
+    EXPECT_TRUE(std::regex_search(what, std::regex(":ConnectSession:[0-9]+: Failed to session handshake, error code: -[0-9]+$")))
+        << what;
+    EXPECT_EQ(OpenDescriptors(), before);
+  }
+}
+
+TEST(SSHWrapperHostKeyFingerprint, TheOpenSshTextFormRoundTrips) {
+  std::array<uint8_t, 32> digest{};
+  for (size_t i = 0; i < digest.size(); ++i) digest[i] = static_cast<uint8_t>(i * 37 + 5);
+  const Fingerprint original(digest);
+  const std::string text = original.ToString();
+  EXPECT_EQ(text.size(), 7u + 43u);
+  EXPECT_EQ(text.rfind("SHA256:", 0), 0u);
+  EXPECT_EQ(Fingerprint(text), original);
+  EXPECT_EQ(Fingerprint(text + "="), original);
+  EXPECT_EQ(Fingerprint(text).Digest(), digest);
+  // Known vector: the digest of nothing, as OpenSSH writes it.
+  EXPECT_EQ(Fingerprint("SHA256:47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU").Digest()[0], 0xe3);
+}
+
+TEST(SSHWrapperHostKeyFingerprint, AnythingButASha256FingerprintIsRejected) {
+  const std::string valid = "SHA256:47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU";
+  const std::string bad[] = {
+      "",
+      valid.substr(7),                                  // no algorithm prefix
+      "MD5:" + valid.substr(7),                         // another algorithm
+      valid.substr(0, valid.size() - 1),                // a character short
+      valid + "A",                                      // a character long
+      "SHA256:47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuF!",  // not base64
+      "SHA256:47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFV",  // bits beyond the 32 bytes
+  };
+  for (const auto& text : bad) {
+    EXPECT_THROW(Fingerprint{text}, Exception::InvalidArgumentException) << text;
+  }
+}
+
+}  // namespace
