@@ -41,9 +41,9 @@ std::vector<unsigned char> BuildProbePacket(const ProbePacket& probe);
 
 // A received datagram → the probe it carries. Throws Exception::MalformedPacketException for
 // a short datagram, a payload size other than the header's ("Mistmatch between received packet
-// payload size [n] and payload size in header [m]"), a bad field stream and trailing bytes;
-// Exception::RuntimeException "Signature mistmatch" for a foreign signature; and lets
-// msgpack::type_error through for a payload element that is not an ext object.
+// payload size [n] and payload size in header [m]"), a foreign signature (the text holds
+// "Signature mistmatch"), a bad field stream and trailing bytes; and lets msgpack::type_error
+// through for a payload element that is not an ext object.
 ProbePacket ReadProbePacket(const std::vector<unsigned char>& datagram);
 
 // Seals `payload` to `publicKey` (anonymous sealed box): payload size + 48 bytes. A key that is
@@ -77,9 +77,10 @@ namespace Detail {
 std::vector<unsigned char> FramePayload(const std::vector<unsigned char>& payload);
 std::string PayloadLimitMessage(unsigned long payloadSize);
 std::string PacketLimitMessage(unsigned long packetSize);
-// The part of the datagram after its header, checked against the header's payload size.
-// Returns an empty string when they agree, else the mismatch message.
-std::string PayloadMismatch(const std::vector<unsigned char>& datagram);
+// What is wrong with the datagram's header: empty when nothing is, else the text to report
+// as malformed (a foreign signature, or a payload size other than the header's). A datagram
+// too short for a header throws ScanHeader::ParseHeader's MalformedPacketException.
+std::string HeaderProblem(const std::vector<unsigned char>& datagram);
 std::string TrailingBytesMessage();
 }  // namespace Detail
 
