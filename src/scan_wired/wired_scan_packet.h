@@ -12,6 +12,14 @@
 //   ReadResponsePacket    scan_response_receiver.cpp  reported as ParsePacket
 // All are reentrant and keep no state, so IO threads may call them concurrently. They throw
 // only the exceptions listed; a thrown call has produced nothing.
+//
+// Receivers: check the datagram against their receive buffer first (the read functions take
+// any length), then catch Exception::MalformedPacketException to log and drop the datagram.
+// msgpack::type_error (a payload element that is not an ext object) is deliberately not a
+// malformed packet and reaches the receive loop unchanged. The trailing-bytes check cannot
+// fire today, as the field stream reader always reads to the end; it guards against a
+// reader that stops early.
+// Senders: send the returned bytes as one datagram; the exceptions go to the caller.
 #include <sodium.h>
 
 #include <memory>
