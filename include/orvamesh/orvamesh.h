@@ -1,6 +1,7 @@
 #pragma once
 // The whole public interface of liborvamesh. Including this one header is enough; the
-// per-concept headers below may also be included on their own.#include "orvamesh/compatibility/model_compatibility.h"
+// per-concept headers below may also be included on their own.
+#include "orvamesh/compatibility/model_compatibility.h"
 #include "orvamesh/compatibility/version_compatibility.h"
 #include "orvamesh/compatibility/wifi_compatibility.h"
 #include "orvamesh/export.h"
