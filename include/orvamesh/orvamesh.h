@@ -2,6 +2,7 @@
 // The whole public interface of liborvamesh. Including this one header is enough; the
 // per-concept headers below may also be included on their own.
 #include "orvamesh/export.h"
+#include "orvamesh/platform/file_lock.h"
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/utils/exception.h"
