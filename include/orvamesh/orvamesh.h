@@ -2,6 +2,11 @@
 // The whole public interface of liborvamesh. Including this one header is enough; the
 // per-concept headers below may also be included on their own.
 #include "orvamesh/export.h"
+#include "orvamesh/data/file_lock_wrapper.h"
+#include "orvamesh/data/syslog.h"
+#include "orvamesh/driver/hostap_helper.h"
+#include "orvamesh/driver/wpa_helper.h"
+#include "orvamesh/driver/wps_manager.h"
 #include "orvamesh/mac.h"
 #include "orvamesh/platform/file_lock.h"
 #include "orvamesh/platform/ip_address.h"

@@ -116,14 +116,13 @@ int WPAHelper::UpdateVariable(const std::string& name, const std::string& value)
 
 int WPAHelper::SetPreferedBSSID(const Mac bssid) {
   if (!IsWPASupplicantReady()) return kNotReady;
-  std::string text;
-  try {
-    Mac::MacToStr(bssid.ToEtherAddr(), text);
-  } catch (const std::exception& e) {
-    ORVA_LOG_ERR("Failed to set prefered bssid(%s) for sta [%s], result:%s", "", ifname_.c_str(), e.what());
+  const std::string text = bssid.ToString();
+  std::string result;
+  if (!bssid.IsValid()) {
+    ORVA_LOG_ERR("Failed to set prefered bssid(%s) for sta [%s], result:%s", text.c_str(), ifname_.c_str(),
+                 "invalid address");
     return kExecFailed;
   }
-  std::string result;
   if (SendCommand("bssid", {"0", text}, result, false) < 0) {
     ORVA_LOG_ERR("Failed to set prefered bssid(%s) for sta [%s], result:%s", text.c_str(), ifname_.c_str(),
                  result.c_str());
