@@ -1,7 +1,6 @@
 #include "orvamesh/data/syslog.h"
 
-#include <sys/stat.h>
-
+#include <filesystem>
 #include <stdexcept>
 #include <vector>
 
@@ -85,7 +84,8 @@ void Syslog::SaveServerIP(const orva::net::utils::IPAddress& address, const std:
   }
   // /tmp is emptied at boot; the lock's directory may not be there yet.
   const std::string lockPath = LockPath();
-  ::mkdir(lockPath.substr(0, lockPath.rfind('/')).c_str(), 0755);
+  std::error_code ignored;  // a directory that cannot be made shows up as a lock failure
+  std::filesystem::create_directories(std::filesystem::path(lockPath).parent_path(), ignored);
   FileLockWrapper lock(lockPath);
   std::string text = address.ToString();
   if (address.IsIPv6() && address.IsLinkLocal()) text = address.AppendIPv6LinkLocalIndex(ifname);
