@@ -1,6 +1,9 @@
 #pragma once
 // The whole public interface of liborvamesh. Including this one header is enough; the
 // per-concept headers below may also be included on their own.
+#include "orvamesh/compatibility/model_compatibility.h"
+#include "orvamesh/compatibility/version_compatibility.h"
+#include "orvamesh/compatibility/wifi_compatibility.h"
 #include "orvamesh/export.h"
 #include "orvamesh/data/file_lock_wrapper.h"
 #include "orvamesh/data/syslog.h"
@@ -12,9 +15,13 @@
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/platform/mac_address.h"
 #include "orvamesh/platform/system_root.h"
+#include "orvamesh/platform/wifi_client.h"
+#include "orvamesh/platform/wifi_model.h"
 #include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/utils/exception.h"
+#include "orvamesh/utils/interface.h"
 #include "orvamesh/utils/log.h"
+#include "orvamesh/utils/model.h"
 #include "orvamesh/utils/mutex.h"
 #include "orvamesh/utils/pipe_wrapper.h"
 #include "orvamesh/utils/rwlock.h"
