@@ -8,6 +8,8 @@
 #include "orvamesh/data/file_lock_wrapper.h"
 #include "orvamesh/data/syslog.h"
 #include "orvamesh/driver/hostap_helper.h"
+#include "orvamesh/driver/hy_helper.h"
+#include "orvamesh/driver/hy_if.h"
 #include "orvamesh/driver/wpa_helper.h"
 #include "orvamesh/driver/wps_manager.h"
 #include "orvamesh/mac.h"
