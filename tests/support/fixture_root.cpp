@@ -23,6 +23,7 @@ void FixtureRoot::InstallRecorder(const std::string& program) {
             "for a in \"$@\"; do printf '%s\\037' \"$a\"; done >> \"$0.calls\"\n"
             "printf '\\n' >> \"$0.calls\"\n"
             "[ -f \"$0.out\" ] && cat \"$0.out\"\n"
+            "if [ -f \"$0.failon\" ] && printf '%s ' \"$@\" | grep -qF -f \"$0.failon\"; then exit 1; fi\n"
             "[ -f \"$0.status\" ] && exit \"$(cat \"$0.status\")\"\n"
             "exit 0\n",
             0755);
@@ -34,6 +35,14 @@ void FixtureRoot::SetOutput(const std::string& program, const std::string& outpu
 
 void FixtureRoot::SetStatus(const std::string& program, int status) {
   WriteFile(program + ".status", std::to_string(status) + "\n");
+}
+
+void FixtureRoot::FailOn(const std::string& program, const std::string& text) {
+  if (text.empty()) {
+    ::unlink(Join(program + ".failon").c_str());
+  } else {
+    WriteFile(program + ".failon", text + "\n");
+  }
 }
 
 void FixtureRoot::LinkProgram(const std::string& program, const std::string& target) {

@@ -22,6 +22,8 @@ class FixtureRoot : public TempDir {
   // What the recorder prints and how it exits from now on.
   void SetOutput(const std::string& program, const std::string& output);
   void SetStatus(const std::string& program, int status);
+  // Calls whose space-joined arguments contain `text` exit 1; an empty text ends that.
+  void FailOn(const std::string& program, const std::string& text);
   // A symbolic link at `program` to a real program of this machine.
   void LinkProgram(const std::string& program, const std::string& target);
   // Every call the recorder saw, in order, each as its argument vector.
