@@ -49,47 +49,33 @@ class SyslogTest : public ::testing::Test {
   LogCapture log_;
 };
 
-TEST_F(SyslogTest, ServicesRunTheJobManagerWithTheJobName) {
+TEST_F(SyslogTest, ServicesRunTheJobManagerAndOnlyAFailedStopIsForgiven) {
   struct Case {
     void (*operation)();
     const char* program;
     const char* job;
+    const char* failure;
+    bool throws;
   } cases[] = {
-      {&Syslog::StartServer, "/sbin/start", "syslog-mesh-server"},
-      {&Syslog::StartClient, "/sbin/start", "syslog-mesh-client"},
-      {&Syslog::StopServer, "/sbin/stop", "syslog-mesh-server"},
-      {&Syslog::StopClient, "/sbin/stop", "syslog-mesh-client"},
-      {&Syslog::RestartServer, "/sbin/restart", "syslog-mesh-server"},
-      {&Syslog::RestartClient, "/sbin/restart", "syslog-mesh-client"},
+      {&Syslog::StartServer, "/sbin/start", "syslog-mesh-server", "Failed to start syslog server for mesh.", true},
+      {&Syslog::StartClient, "/sbin/start", "syslog-mesh-client", "Failed to start syslog client for mesh.", true},
+      {&Syslog::StopServer, "/sbin/stop", "syslog-mesh-server", "Failed to stop syslog server for mesh.", false},
+      {&Syslog::StopClient, "/sbin/stop", "syslog-mesh-client", "Failed to stop syslog client for mesh.", false},
+      {&Syslog::RestartServer, "/sbin/restart", "syslog-mesh-server", "Failed to restart syslog server for mesh.", true},
+      {&Syslog::RestartClient, "/sbin/restart", "syslog-mesh-client", "Failed to restart syslog client for mesh.", true},
   };
   for (const Case& c : cases) {
     root_.ClearCalls(c.program);
-    EXPECT_EQ(Thrown(c.operation), "") << c.program << " " << c.job;
+    root_.SetStatus(c.program, 0);
+    EXPECT_EQ(Thrown(c.operation), "") << c.job;
     EXPECT_EQ(root_.Calls(c.program), (std::vector<std::vector<std::string>>{{c.job}})) << c.program;
-  }
-  EXPECT_TRUE(log_.Lines().empty());
-}
-
-TEST_F(SyslogTest, AFailedStartOrRestartThrowsButAFailedStopOnlyLogs) {
-  for (const char* program : {"/sbin/start", "/sbin/stop", "/sbin/restart"}) root_.SetStatus(program, 1);
-  struct Case {
-    void (*operation)();
-    const char* message;
-    bool throws;
-  } cases[] = {
-      {&Syslog::StartServer, "Failed to start syslog server for mesh.", true},
-      {&Syslog::StartClient, "Failed to start syslog client for mesh.", true},
-      {&Syslog::RestartServer, "Failed to restart syslog server for mesh.", true},
-      {&Syslog::RestartClient, "Failed to restart syslog client for mesh.", true},
-      {&Syslog::StopServer, "Failed to stop syslog server for mesh.", false},
-      {&Syslog::StopClient, "Failed to stop syslog client for mesh.", false},
-  };
-  for (const Case& c : cases) {
-    log_.Clear();
-    EXPECT_EQ(Thrown(c.operation), c.throws ? c.message : "") << c.message;
-    ASSERT_EQ(log_.Lines().size(), 1u) << c.message;
+    EXPECT_TRUE(log_.Lines().empty());
+    root_.SetStatus(c.program, 1);
+    EXPECT_EQ(Thrown(c.operation), c.throws ? c.failure : "") << c.failure;
+    ASSERT_EQ(log_.Lines().size(), 1u) << c.failure;
     EXPECT_EQ(log_.Lines()[0].priority, LOG_ERR);
-    EXPECT_NE(log_.Lines()[0].text.find(std::string(" ") + c.message), std::string::npos) << log_.Lines()[0].text;
+    EXPECT_NE(log_.Lines()[0].text.find(std::string(" ") + c.failure), std::string::npos) << log_.Lines()[0].text;
+    log_.Clear();
   }
 }
 

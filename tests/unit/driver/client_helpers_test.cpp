@@ -263,24 +263,4 @@ TEST_F(FakeClients, WPSManagerSendsOneCommandPerOperationAndPassesFailuresOn) {
   EXPECT_EQ(manager->StartOnRemoteSTA("fsta0", Mac("00:11:22:aa:bb:cc").ToEtherAddr()), WPAHelper::kCommandFailed);
 }
 
-TEST_F(FakeClients, WPSManagerRemembersNoHelperForADaemonThatIsDown) {
-  auto* manager = Driver::WPSManager::GetInstance();
-  root_.SetOutput(kHostapCli, "");
-  EXPECT_EQ(manager->StartOnHostap("fwlan1"), HostapHelper::kNotReady);
-  EXPECT_EQ(manager->FindHostapHelper("fwlan1"), nullptr);
-  EXPECT_EQ(manager->StartOnWPA("fsta1"), WPAHelper::kNotReady);
-  EXPECT_TRUE(log_.Contains("wpa_supplicant is not ready"));
-  EXPECT_EQ(manager->StopOnWPA("fsta1"), WPAHelper::kNotReady);
-  EXPECT_EQ(manager->StartOnRemoteSTA("fsta1", Mac("00:11:22:aa:bb:cc").ToEtherAddr()), WPAHelper::kNotReady);
-  root_.SetOutput(kHostapCli, "fwlan1\nOK\n");
-  WpaRunning("fsta1");
-  EXPECT_EQ(manager->StartOnHostap("fwlan1"), 0);
-  EXPECT_EQ(manager->StartOnWPA("fsta1"), 0);
-  HostapHelper* helper = manager->FindHostapHelper("fwlan1");
-  ASSERT_NE(helper, nullptr);
-  EXPECT_EQ(helper->GetVAPName(), "fwlan1");
-  root_.SetOutput(kHostapCli, "");
-  EXPECT_EQ(manager->FindHostapHelper("fwlan1"), helper) << "a helper once made is kept";
-}
-
 }  // namespace
