@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 
 namespace orva::platform {
 namespace {
@@ -72,20 +72,28 @@ Load ReadLines(const std::string& path, std::vector<Line>& lines) {
 }
 
 int WriteLines(const std::string& path, const std::vector<Line>& lines) {
-  std::string tmp = path + ".tmp" + std::to_string(::getpid());
-  FILE* out = std::fopen(tmp.c_str(), "w");
-  if (out == nullptr) return -1;
+  // A unique temporary file beside the target, so concurrent writers never share one.
+  std::string tmp = path + ".XXXXXX";
+  int fd = ::mkstemp(&tmp[0]);
+  if (fd == -1) return -1;
+  FILE* out = ::fdopen(fd, "w");
+  if (out == nullptr) {
+    ::close(fd);
+    ::unlink(tmp.c_str());
+    return -1;
+  }
   bool ok = true;
   for (const Line& line : lines) {
     if (std::fputs(line.text.c_str(), out) == EOF || std::fputc('\n', out) == EOF) ok = false;
   }
   if (std::fflush(out) != 0) ok = false;
+  // Keep the mode of the file being replaced; a new file gets the usual 0644.
   struct stat st;
-  // Keep the mode of the file being replaced.
-  if (::stat(path.c_str(), &st) == 0) static_cast<void>(::fchmod(fileno(out), st.st_mode & 07777));
+  mode_t mode = ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
+  if (::fchmod(fd, mode) != 0) ok = false;
   if (std::fclose(out) != 0) ok = false;
   if (!ok || std::rename(tmp.c_str(), path.c_str()) != 0) {
-    std::remove(tmp.c_str());
+    ::unlink(tmp.c_str());
     return -1;
   }
   return 0;

@@ -2,6 +2,7 @@
 // One member interface of the hybrid bridge, as the hybrid daemon helper manages it.
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "orvamesh/export.h"
 #include "orvamesh/utils/interface.h"

@@ -1,6 +1,10 @@
 #include "platform/config_file.h"
 
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 #include <string>
 #include <vector>
@@ -83,10 +87,18 @@ TEST(KeyValueFile, SetAndRemoveLeaveEveryOtherLineAsItWas) {
   EXPECT_EQ(TempDir::ReadFile(path), "# kept\n\nother=1\nS1=\"Living room\"\nplain=a\n");
 }
 
-TEST(KeyValueFile, CreatesAMissingFileButNotItsDirectory) {
+TEST(KeyValueFile, CreatesAMissingFileButNotItsDirectoryAndKeepsAnExistingMode) {
   TempDir dir;
   EXPECT_EQ(FileSetKeyValue(dir.Join("new.conf"), "k", "v", ValueQuoting::kQuoted), 0);
   EXPECT_EQ(TempDir::ReadFile(dir.Join("new.conf")), "k=\"v\"\n");
+  struct stat st;
+  ASSERT_EQ(::stat(dir.Join("new.conf").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0644u);
+  std::string secret = dir.WriteFile("secret.conf", "psk=1\n", 0600);
+  EXPECT_EQ(FileSetKeyValue(secret, "psk", "2", ValueQuoting::kPlain), 0);
+  ASSERT_EQ(::stat(secret.c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0600u);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.Path()), {}), 2) << "no temporary file left";
   EXPECT_EQ(FileSetKeyValue(dir.Join("no/such/dir.conf"), "k", "v", ValueQuoting::kQuoted), -1);
   EXPECT_EQ(FileRemoveKey(dir.Join("absent.conf"), "k"), 0);
 }
