@@ -59,6 +59,9 @@ class WiredDaemons : public ::testing::Test {
     root_ = std::make_unique<FixtureRoot>();
     root_->LinkProgram("/usr/bin/hostapd_cli", "/usr/sbin/hostapd_cli");
     root_->LinkProgram("/usr/sbin/wpa_cli", "/usr/sbin/wpa_cli");
+    // Liveness reads /proc below the root: a listener killed here stays a zombie until init
+    // reaps it, and only /proc tells the two apart.
+    root_->LinkProgram("/proc", "/proc");
     std::filesystem::create_directories(root_->Join("var/run"));
   }
 
