@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <initializer_list>
 
 #include "orvamesh/platform/system_root.h"
 #include "platform/config_file.h"

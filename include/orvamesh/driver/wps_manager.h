@@ -12,6 +12,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "orvamesh/driver/hostap_helper.h"
 #include "orvamesh/driver/wpa_helper.h"

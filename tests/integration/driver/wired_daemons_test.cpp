@@ -48,7 +48,7 @@ class WiredDaemons : public ::testing::Test {
   void SetUp() override {
     ORVA_REQUIRE_PRIVATE_RUN();
     ORVA_REQUIRE_NETNS();
-    for (const char* program : {"/usr/sbin/hostapd", "/usr/sbin/hostapd_cli", "/sbin/wpa_supplicant", "/usr/sbin/wpa_cli"}) {
+    for (const char* program : {"/usr/sbin/hostapd", "/usr/sbin/hostapd_cli", "/sbin/wpa_supplicant", "/sbin/wpa_cli"}) {
       if (!Exists(program)) GTEST_SKIP() << program << " is not installed";
     }
     ns_ = std::make_unique<orva::test::NetNs>("drv");
@@ -58,7 +58,7 @@ class WiredDaemons : public ::testing::Test {
     orva::test::AddVeth(ns_.get(), ap_, ns_.get(), sta_);
     root_ = std::make_unique<FixtureRoot>();
     root_->LinkProgram("/usr/bin/hostapd_cli", "/usr/sbin/hostapd_cli");
-    root_->LinkProgram("/usr/sbin/wpa_cli", "/usr/sbin/wpa_cli");
+    root_->LinkProgram("/usr/sbin/wpa_cli", "/sbin/wpa_cli");  // Debian installs it in /sbin
     // Liveness reads /proc below the root: a listener killed here stays a zombie until init
     // reaps it, and only /proc tells the two apart.
     root_->LinkProgram("/proc", "/proc");
