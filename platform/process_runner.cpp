@@ -22,6 +22,11 @@ class Fd {
   Fd(const Fd&) = delete;
   Fd& operator=(const Fd&) = delete;
   int Get() const noexcept { return fd_; }
+  int Release() noexcept {
+    int fd = fd_;
+    fd_ = -1;
+    return fd;
+  }
   void Reset() noexcept {
     if (fd_ != -1) ::close(fd_);
     fd_ = -1;
@@ -31,7 +36,7 @@ class Fd {
   int fd_;
 };
 
-pid_t Spawn(const std::vector<std::string>& argv, int stdoutFd) {
+pid_t Spawn(const std::vector<std::string>& argv, int stdoutFd, bool stderrToo = false) {
   if (argv.empty() || argv[0].empty()) return -1;
   std::string path = SystemRoot::Path(argv[0]);
   std::vector<char*> args;
@@ -43,6 +48,7 @@ pid_t Spawn(const std::vector<std::string>& argv, int stdoutFd) {
   if (posix_spawn_file_actions_init(&actions) != 0) return -1;
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   if (stdoutFd != -1) posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO);
+  if (stdoutFd != -1 && stderrToo) posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDERR_FILENO);
 
   // The child starts with default signal dispositions and an empty mask, whatever the
   // calling thread blocked.
@@ -100,6 +106,68 @@ int RunProgramCapture(const std::vector<std::string>& argv, std::string& output,
     std::size_t room = maxBytes > output.size() ? maxBytes - output.size() : 0;
     output.append(buffer, static_cast<std::size_t>(n) < room ? static_cast<std::size_t>(n) : room);
   }
+  return WaitProgram(pid);
+}
+
+int ExecWait(const std::vector<std::string>& argv, int /*flags*/) {
+  return RunProgram(argv) == 0 ? 0 : -1;
+}
+
+ProgramOutput ProgramOutput::Open(const std::vector<std::string>& argv, bool mergeStderr) {
+  ProgramOutput out;
+  int fds[2];
+  if (::pipe2(fds, O_CLOEXEC) == -1) return out;
+  Fd readEnd(fds[0]);
+  Fd writeEnd(fds[1]);
+  pid_t pid = Spawn(argv, writeEnd.Get(), mergeStderr);
+  writeEnd.Reset();
+  if (pid == -1) return out;
+  FILE* stream = ::fdopen(readEnd.Get(), "r");
+  if (stream == nullptr) {
+    readEnd.Reset();
+    WaitProgram(pid);
+    return out;
+  }
+  static_cast<void>(readEnd.Release());
+  out.stream_ = stream;
+  out.pid_ = pid;
+  return out;
+}
+
+ProgramOutput::~ProgramOutput() { Close(); }
+
+ProgramOutput::ProgramOutput(ProgramOutput&& other) noexcept
+    : stream_(other.stream_), pid_(other.pid_) {
+  other.stream_ = nullptr;
+  other.pid_ = -1;
+}
+
+ProgramOutput& ProgramOutput::operator=(ProgramOutput&& other) noexcept {
+  if (this != &other) {
+    Close();
+    stream_ = other.stream_;
+    pid_ = other.pid_;
+    other.stream_ = nullptr;
+    other.pid_ = -1;
+  }
+  return *this;
+}
+
+char* ProgramOutput::GetLine(char* buffer, int size) {
+  if (stream_ == nullptr) return nullptr;
+  for (;;) {
+    char* line = std::fgets(buffer, size, stream_);
+    if (line != nullptr || !std::ferror(stream_) || errno != EINTR) return line;
+    std::clearerr(stream_);
+  }
+}
+
+int ProgramOutput::Close() {
+  if (stream_ == nullptr) return -1;
+  std::fclose(stream_);
+  stream_ = nullptr;
+  pid_t pid = pid_;
+  pid_ = -1;
   return WaitProgram(pid);
 }
 

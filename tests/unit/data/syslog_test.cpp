@@ -1,0 +1,200 @@
+#include "orvamesh/data/syslog.h"
+
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <thread>
+
+#include "orvamesh/data/file_lock_wrapper.h"
+#include "orvamesh/platform/file_lock.h"
+#include "orvamesh/utils/exception.h"
+#include "platform/file_seam.h"
+#include "support/fixture_root.h"
+#include "support/log_capture.h"
+#include "support/wait_until.h"
+
+namespace {
+
+using ORVA::MESH::SDK::Data::FileLockWrapper;
+using ORVA::MESH::SDK::Data::Syslog;
+using orva::net::utils::IPAddress;
+using orva::test::FixtureRoot;
+using orva::test::LogCapture;
+
+constexpr char kConf[] = "etc/orvasyslog/mesh.conf";
+
+std::string Thrown(const std::function<void()>& fn) {
+  try {
+    fn();
+  } catch (const std::runtime_error& e) {
+    return e.what();
+  }
+  return "";
+}
+
+class SyslogTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* program : {"/sbin/start", "/sbin/stop", "/sbin/restart"}) root_.InstallRecorder(program);
+    root_.WriteFile(kConf, "# written by the mesh daemon\nkeep=\"me\"\n");
+  }
+  std::string Conf() const { return FixtureRoot::ReadFile(root_.Join(kConf)); }
+  FixtureRoot root_;
+  LogCapture log_;
+};
+
+TEST_F(SyslogTest, ServicesRunTheJobManagerAndOnlyAFailedStopIsForgiven) {
+  struct Case {
+    void (*operation)();
+    const char* program;
+    const char* job;
+    const char* failure;
+    bool throws;
+  } cases[] = {
+      {&Syslog::StartServer, "/sbin/start", "syslog-mesh-server", "Failed to start syslog server for mesh.", true},
+      {&Syslog::StartClient, "/sbin/start", "syslog-mesh-client", "Failed to start syslog client for mesh.", true},
+      {&Syslog::StopServer, "/sbin/stop", "syslog-mesh-server", "Failed to stop syslog server for mesh.", false},
+      {&Syslog::StopClient, "/sbin/stop", "syslog-mesh-client", "Failed to stop syslog client for mesh.", false},
+      {&Syslog::RestartServer, "/sbin/restart", "syslog-mesh-server", "Failed to restart syslog server for mesh.", true},
+      {&Syslog::RestartClient, "/sbin/restart", "syslog-mesh-client", "Failed to restart syslog client for mesh.", true},
+  };
+  for (const Case& c : cases) {
+    root_.ClearCalls(c.program);
+    root_.SetStatus(c.program, 0);
+    EXPECT_EQ(Thrown(c.operation), "") << c.job;
+    EXPECT_EQ(root_.Calls(c.program), (std::vector<std::vector<std::string>>{{c.job}})) << c.program;
+    EXPECT_TRUE(log_.Lines().empty());
+    root_.SetStatus(c.program, 1);
+    EXPECT_EQ(Thrown(c.operation), c.throws ? c.failure : "") << c.failure;
+    ASSERT_EQ(log_.Lines().size(), 1u) << c.failure;
+    EXPECT_EQ(log_.Lines()[0].priority, LOG_ERR);
+    EXPECT_NE(log_.Lines()[0].text.find(std::string(" ") + c.failure), std::string::npos) << log_.Lines()[0].text;
+    log_.Clear();
+  }
+}
+
+TEST_F(SyslogTest, TheServerAddressIsStoredWithItsFamilyAndALinkLocalOneWithItsInterface) {
+  struct Case {
+    const char* address;
+    const char* ifname;
+    const char* stored;
+    const char* type;
+  } cases[] = {
+      {"192.0.2.7", "", "192.0.2.7", "4"},
+      {"2001:db8::1", "lo", "2001:db8::1", "6"},
+      {"fe80::224:e7ff:fe01:203", "lo", "fe80::224:e7ff:fe01:203%1", "6"},
+  };
+  for (const Case& c : cases) {
+    Syslog::SaveServerIP(IPAddress(c.address), c.ifname);
+    EXPECT_EQ(Conf(), std::string("# written by the mesh daemon\nkeep=\"me\"\nserver_addr=\"") + c.stored +
+                          "\"\nserver_addr_type=\"" + c.type + "\"\n")
+        << c.address;
+  }
+}
+
+TEST_F(SyslogTest, AnEmptyAddressIsRefusedBeforeAnythingIsWritten) {
+  EXPECT_EQ(Thrown([] { Syslog::SaveServerIP(IPAddress(), "lo"); }), "Invalid IP address");
+  EXPECT_EQ(Conf(), "# written by the mesh daemon\nkeep=\"me\"\n");
+  EXPECT_TRUE(log_.Contains("Invalid IP address"));
+}
+
+TEST_F(SyslogTest, SavingTheAddressWaitsForTheLockHeldByAnotherProcess) {
+  const std::string lockPath = root_.Join("tmp/lock/mesh_syslog.conf");
+  root_.WriteFile("tmp/lock/mesh_syslog.conf", "");
+  int ready[2], release[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  ASSERT_EQ(::pipe(release), 0);
+  pid_t child = ::fork();
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    orva::net::utils::FileLock held(lockPath);
+    char c = held.Lock() ? '1' : '0';
+    if (::write(ready[1], &c, 1) != 1 || ::read(release[0], &c, 1) < 0) _exit(2);
+    _exit(0);
+  }
+  char c = 0;
+  ASSERT_EQ(::read(ready[0], &c, 1), 1);
+  ASSERT_EQ(c, '1');
+  std::atomic<bool> saved{false};
+  std::thread saver([&] {
+    Syslog::SaveServerIP(IPAddress("192.0.2.9"), "");
+    saved = true;
+  });
+  EXPECT_FALSE(orva::test::WaitUntil([&] { return saved.load(); }, std::chrono::milliseconds(200)));
+  EXPECT_EQ(Conf().find("server_addr"), std::string::npos);
+  ASSERT_EQ(::write(release[1], "x", 1), 1);
+  EXPECT_TRUE(orva::test::WaitUntil([&] { return saved.load(); }));
+  saver.join();
+  ::waitpid(child, nullptr, 0);
+  for (int fd : {ready[0], ready[1], release[0], release[1]}) ::close(fd);
+  EXPECT_NE(Conf().find("server_addr=\"192.0.2.9\"\n"), std::string::npos);
+}
+
+TEST_F(SyslogTest, SavingSerialsReplacesTheOldListAndKeepsOtherLines) {
+  root_.WriteFile(kConf,
+                  "keep=\"me\"\nclient_serials=\"OLD1  OLD2\"\nOLD1=\"Attic\"\nserver_addr=\"192.0.2.1\"\n"
+                  "OLD2=\"Cellar\"\n");
+  Syslog::SaveClientSerialsAndNames({{"S2", "Kitchen"}, {"S1", "Living room"}});
+  EXPECT_EQ(Conf(),
+            "keep=\"me\"\nserver_addr=\"192.0.2.1\"\nS1=\"Living room\"\nS2=\"Kitchen\"\n"
+            "client_serials=\"S1 S2\"\n");
+  Syslog::SaveClientSerialsAndNames({});
+  EXPECT_EQ(Conf(), "keep=\"me\"\nserver_addr=\"192.0.2.1\"\nclient_serials=\"\"\n");
+  Syslog::ClearClientSerialsAndNames();
+  EXPECT_EQ(Conf(), "keep=\"me\"\nserver_addr=\"192.0.2.1\"\n");
+}
+
+TEST_F(SyslogTest, AnUnreadableSerialListFailsTheClearAndTheSave) {
+  root_.WriteFile(kConf, "client_serials=\"" + std::string(1100, 'S') + "\"\n");
+  EXPECT_EQ(Thrown([] { Syslog::ClearClientSerialsAndNames(); }), "Failed to get serials.");
+  EXPECT_EQ(Thrown([] { Syslog::SaveClientSerialsAndNames({{"S1", "x"}}); }), "Failed to get serials.");
+  EXPECT_EQ(Conf().find("S1="), std::string::npos);
+  EXPECT_TRUE(log_.Contains("Failed to get serials."));
+}
+
+TEST_F(SyslogTest, SerialsThatWouldCorruptTheFileAreRefused) {
+  for (const char* serial : {"", "A B", "server_addr", "client_serials", "a=b"}) {
+    EXPECT_EQ(Thrown([&] { Syslog::SaveClientSerialsAndNames({{serial, "name"}}); }),
+              "Failed to save mapping of serial and node name.")
+        << serial;
+  }
+  EXPECT_EQ(Conf(), "# written by the mesh daemon\nkeep=\"me\"\n");
+}
+
+TEST_F(SyslogTest, AMissingSettingsDirectoryFailsTheWrite) {
+  std::filesystem::remove_all(root_.Join("etc/orvasyslog"));
+  EXPECT_EQ(Thrown([] { Syslog::SaveServerIP(IPAddress("192.0.2.1"), ""); }), "Failed to save syslog server address.");
+  EXPECT_EQ(Thrown([] { Syslog::SaveClientSerialsAndNames({{"S1", "x"}}); }),
+            "Failed to save mapping of serial and node name.");
+}
+
+TEST(FileLockWrapper, ThrowsWhenTheLockCannotBeTakenAndLogsAFailedRelease) {
+  FixtureRoot root;
+  LogCapture log;
+  const std::string missing = root.Join("no-dir/x.lock");
+  try {
+    FileLockWrapper lock(missing);
+    FAIL() << "no exception";
+  } catch (const ORVA::MESH::SDK::Exception::RuntimeException& e) {
+    EXPECT_NE(std::string(e.what()).find("Fail to acquire filelock [" + missing + "]"), std::string::npos) << e.what();
+  }
+  const std::string path = root.Join("y.lock");
+  {
+    orva::platform::ScopedFileCallsOverride seam;  // outlives the wrapper
+    FileLockWrapper lock(path);
+    orva::net::utils::FileLock other(path);
+    EXPECT_FALSE(other.TryLock());
+    seam->flock = [](int fd, int operation) { return operation == LOCK_UN ? -1 : ::flock(fd, operation); };
+  }
+  std::vector<orva::test::LogLine> lines = log.Matching("Exception in filelock dtor, filelock may not be released: ");
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_NE(lines[0].text.find("Fail to release filelock [" + path + "]"), std::string::npos) << lines[0].text;
+}
+
+}  // namespace

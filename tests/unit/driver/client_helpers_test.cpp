@@ -1,0 +1,260 @@
+// The helpers against recording fakes of the command-line clients: exact argument vectors,
+// reply judging and the replies a real daemon on a wired link never gives.
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "driver/ioctl_helper.h"
+#include "orvamesh/driver/hostap_helper.h"
+#include "orvamesh/driver/wpa_helper.h"
+#include "orvamesh/driver/wps_manager.h"
+#include "support/fixture_root.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using Driver::HostapHelper;
+using Driver::WPAHelper;
+using orva::test::FixtureRoot;
+using orva::test::LogCapture;
+using Calls = std::vector<std::vector<std::string>>;
+
+constexpr char kHostapCli[] = "/usr/bin/hostapd_cli";
+constexpr char kWpaCli[] = "/usr/sbin/wpa_cli";
+
+class FakeClients : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* p : {kHostapCli, kWpaCli, "/sbin/start", "/sbin/stop"}) root_.InstallRecorder(p);
+    root_.SetOutput(kHostapCli, "wlan0\n");
+    root_.SetOutput(kWpaCli, "PONG\n");
+  }
+  // wpa_supplicant counts as running when its pid file names a live process: this one.
+  void WpaRunning(const std::string& ifname) {
+    root_.WriteFile("var/run/wpa_supplicant.pid." + ifname, std::to_string(::getpid()) + "\n");
+  }
+  FixtureRoot root_;
+  LogCapture log_;
+};
+
+TEST_F(FakeClients, HostapdReadinessIsAnyReplyWithoutAConnectionFailure) {
+  struct Case {
+    const char* reply;
+    bool ready;
+  } cases[] = {
+      {"wlan0\n", true},
+      {"Selected interface 'wlan0'\n", true},
+      {"", false},
+      {"Failed to connect to hostapd - wpa_ctrl_open: No such file or directory\n", false},
+      {"line\nCould not connect to interface wlan0 - re-trying\n", false},
+  };
+  for (const Case& c : cases) {
+    root_.SetOutput(kHostapCli, c.reply);
+    EXPECT_EQ(HostapHelper("wlan0").IsHostapdReady(), c.ready) << c.reply;
+  }
+  EXPECT_EQ(root_.Calls(kHostapCli)[0], (std::vector<std::string>{"-i", "wlan0", "interface"}));
+}
+
+TEST_F(FakeClients, AnInterfaceNameReachesTheClientAsOneArgument) {
+  HostapHelper helper("wlan0; reboot");
+  std::string result;
+  EXPECT_EQ(helper.SendCommand("wps_pbc", {"a b", ""}, result, false), 0);
+  EXPECT_EQ(root_.Calls(kHostapCli),
+            (Calls{{"-i", "wlan0; reboot", "interface"}, {"-i", "wlan0; reboot", "wps_pbc", "a b", ""}}));
+  EXPECT_EQ(helper.GetVAPName(), "wlan0; reboot");
+}
+
+TEST_F(FakeClients, ReplyJudgingIsTheSameForBothClients) {
+  WpaRunning("sta0");
+  struct Case {
+    const char* reply;
+    int hostapd;
+    int wpa;
+  } cases[] = {
+      {"OK\n", 0, 0},
+      {"wlan0\nsome text FAIL more text\n", HostapHelper::kCommandFailed, WPAHelper::kCommandFailed},
+      {"Failed to connect to hostapd\n", HostapHelper::kNotReady, 0},  // "Failed" is no "FAIL"
+  };
+  for (const Case& c : cases) {
+    root_.SetOutput(kHostapCli, c.reply);
+    root_.SetOutput(kWpaCli, std::string("PONG\n") + c.reply);
+    std::string result = "stale";
+    EXPECT_EQ(HostapHelper("wlan0").SendCommand("wps_cancel", {}, result, false), c.hostapd) << c.reply;
+    result = "stale";
+    EXPECT_EQ(WPAHelper("sta0").SendCommand("wps_cancel", {}, result, false), c.wpa) << c.reply;
+    EXPECT_EQ(result, std::string("PONG\n") + c.reply);
+  }
+  EXPECT_TRUE(log_.Contains("The executed command has failed"));
+}
+
+TEST_F(FakeClients, DaemonModeAppendsTheBackgroundFlagAndLeavesTheResultAlone) {
+  WpaRunning("sta0");
+  std::string result = "untouched";
+  EXPECT_EQ(HostapHelper("wlan0").SendCommand("x", {"y"}, result, true), 0);
+  EXPECT_EQ(root_.Calls(kHostapCli).back(), (std::vector<std::string>{"-i", "wlan0", "x", "y", "-B"}));
+  EXPECT_EQ(result, "untouched");
+  root_.SetStatus(kHostapCli, 1);
+  root_.SetStatus(kWpaCli, 1);
+  EXPECT_EQ(HostapHelper("wlan0").SendCommand("x", {}, result, true), HostapHelper::kExecFailed);
+  EXPECT_EQ(WPAHelper("sta0").SendCommand("x", {}, result, true), WPAHelper::kExecFailed);
+  EXPECT_EQ(log_.Matching("Failed to execute command in daemon mode").size(), 2u);
+  EXPECT_EQ(result, "untouched");
+}
+
+TEST_F(FakeClients, TheLastWPSPeerComesFromThePeerAddressField) {
+  HostapHelper helper("wlan0");
+  Mac peer;
+  root_.SetOutput(kHostapCli, "PBC Status: Disabled\nLast WPS result: Success\nPeer Address: 02:24:E7:aa:bb:cc\n");
+  EXPECT_EQ(helper.GetLastWPSPeerAddress(peer), 0);
+  EXPECT_EQ(peer.ToString(), "02:24:e7:aa:bb:cc");
+  EXPECT_EQ(root_.Calls(kHostapCli).back(), (std::vector<std::string>{"-i", "wlan0", "wps_get_status"}));
+  EXPECT_TRUE(log_.Contains("tag: Peer Address, value: 02:24:E7:aa:bb:cc"));
+
+  const char* noPeer[] = {"PBC Status: Timed-out\nLast WPS result: None\n", "Peer Address: not-a-mac\n",
+                          "XPeer Address: 02:24:e7:aa:bb:cc\n"};
+  for (const char* reply : noPeer) {
+    root_.SetOutput(kHostapCli, reply);
+    EXPECT_EQ(helper.GetLastWPSPeerAddress(peer), -1) << reply;
+  }
+  EXPECT_TRUE(log_.Contains("there's no \"Peer Address\" field, maybe not wps success?"));
+  root_.SetOutput(kHostapCli, "wlan0\nFAIL\n");
+  EXPECT_EQ(helper.GetLastWPSPeerAddress(peer), -1);
+  EXPECT_TRUE(log_.Contains("Failed to get last wps status from hostapd, result=wlan0\nFAIL\n"));
+}
+
+TEST_F(FakeClients, AWpaSupplicantThatDoesNotAnswerPingIsNotReady) {
+  WpaRunning("sta1");
+  root_.SetOutput(kWpaCli, "FAIL\n");
+  WPAHelper helper("sta1");
+  EXPECT_FALSE(helper.IsWPASupplicantReady());
+  EXPECT_EQ(root_.Calls(kWpaCli).back(), (std::vector<std::string>{"-i", "sta1", "ping"}));
+  std::string ssid;
+  EXPECT_EQ(helper.GetCurrentSSID(ssid), WPAHelper::kNotReady);
+  EXPECT_EQ(helper.StartActionScript("/bin/act"), WPAHelper::kNotReady);
+  EXPECT_TRUE(root_.Calls("/sbin/start").empty());
+}
+
+TEST_F(FakeClients, ActionScriptsOfTheStationSideAreJobManagerRestarts) {
+  WpaRunning("sta0");
+  WPAHelper helper("sta0");
+  const std::vector<std::string> job = {"wpa_cli", "IFACE=sta0", "ACTION=/usr/orva/bin/wps action"};
+  EXPECT_EQ(helper.StartActionScript("/usr/orva/bin/wps action"), 0);
+  EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{job});
+  EXPECT_EQ(root_.Calls("/sbin/start"), Calls{job});
+
+  root_.SetStatus("/sbin/stop", 1);
+  EXPECT_EQ(helper.StopActionScript("/usr/orva/bin/wps action"), 0);
+  EXPECT_TRUE(log_.Contains("Failed to /sbin/stop wpa_cli with IFACE=sta0 ACTION=/usr/orva/bin/wps action"));
+  EXPECT_EQ(helper.StartActionScript("/usr/orva/bin/wps action"), 0) << "a failed stop does not stop the start";
+  root_.SetStatus("/sbin/start", 1);
+  EXPECT_EQ(helper.StartActionScript("/usr/orva/bin/wps action"), WPAHelper::kExecFailed);
+  EXPECT_TRUE(log_.Contains("Failed to /sbin/start wpa_cli with IFACE=sta0 ACTION=/usr/orva/bin/wps action"));
+}
+
+TEST_F(FakeClients, TheCurrentNetworkIsReadFromTheInterfacesConfiguration) {
+  WpaRunning("sta0");
+  WPAHelper helper("sta0");
+  std::string ssid, psk;
+  EXPECT_EQ(helper.GetCurrentSSID(ssid), -1);
+  EXPECT_TRUE(log_.Contains("Failed to get current ssid of connected network"));
+  root_.WriteFile("usr/orva/etc/wpa_supplicant.conf.sta0",
+                  "ctrl_interface=/var/run/wpa_supplicant\nnetwork={\n\tscan_ssid=1\n\tssid=\"Mesh Home\"\n}\n");
+  EXPECT_EQ(helper.GetCurrentSSID(ssid), 0);
+  EXPECT_EQ(ssid, "Mesh Home");
+  EXPECT_EQ(helper.GetCurrentPassword(psk), -1);
+  EXPECT_TRUE(log_.Contains("Failed to get current password of connected network"));
+  root_.WriteFile("usr/orva/etc/wpa_supplicant.conf.sta0", "network={\n\tpsk=\"" + std::string(63, 'p') + "\"\n}\n");
+  EXPECT_EQ(helper.GetCurrentPassword(psk), 0);
+  EXPECT_EQ(psk, std::string(63, 'p'));
+  root_.WriteFile("usr/orva/etc/wpa_supplicant.conf.sta0", "network={\n\tpsk=" + std::string(64, 'a') + "\n}\n");
+  EXPECT_EQ(helper.GetCurrentPassword(psk), -1) << "a raw 64-digit key does not fit the 64-byte buffer";
+}
+
+TEST_F(FakeClients, StationCommandsSendTheirArgumentsAndReportFailures) {
+  WpaRunning("sta0");
+  WPAHelper helper("sta0");
+  root_.SetOutput(kWpaCli, "PONG\nOK\n");
+  EXPECT_EQ(helper.UpdateVariable("bssid_blacklist", "00:11:22:33:44:55"), 0);
+  EXPECT_EQ(helper.SetPreferedBSSID(Mac("00:24:E7:01:02:03")), 0);
+  Calls calls = root_.Calls(kWpaCli);
+  EXPECT_EQ(calls[calls.size() - 4], (std::vector<std::string>{"-i", "sta0", "set", "bssid_blacklist", "00:11:22:33:44:55"}));
+  EXPECT_EQ(calls.back(), (std::vector<std::string>{"-i", "sta0", "bssid", "0", "00:24:e7:01:02:03"}));
+  root_.SetOutput(kWpaCli, "PONG\nFAIL\n");
+  EXPECT_EQ(helper.UpdateVariable("x", "1"), -1);
+  EXPECT_TRUE(log_.Contains("Failed to set x to 1, result=PONG\nFAIL\n"));
+  EXPECT_EQ(helper.SetPreferedBSSID(Mac("00:24:e7:01:02:03")), WPAHelper::kExecFailed);
+  EXPECT_TRUE(log_.Contains("Failed to set prefered bssid(00:24:e7:01:02:03) for sta [sta0], result:PONG\nFAIL\n"));
+}
+
+struct FakeDriver {
+  static inline unsigned char answer[6];
+  static inline int rc;
+  static int Call(int, unsigned long request, struct iwreq* req) {
+    if (request != SIOCGIWAP) return -1;
+    std::memcpy(req->u.ap_addr.sa_data, answer, 6);
+    return rc;
+  }
+};
+
+TEST(CurrentBSSID, NotAssociatedAnswersAndDriverRefusalsAreFailures) {
+  LogCapture log;
+  auto previous = Driver::IOCTLHelper::SetCall(&FakeDriver::Call);
+  struct Case {
+    unsigned char bytes[6];
+    int rc;
+    int expected;
+    const char* message;
+  } cases[] = {
+      {{0, 0, 0, 0, 0, 0}, 0, -1, "maybe not connected yet?"},
+      {{0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, 0, -1, "maybe not connected yet?"},
+      {{0x44, 0x44, 0x44, 0x44, 0x44, 0x44}, 0, -1, "maybe not connected yet?"},
+      {{0x16, 0x24, 0xe7, 1, 2, 3}, -1, -1, "Failed to get current connected BSSID"},
+      {{0x16, 0x24, 0xe7, 1, 2, 3}, 0, 0, nullptr},
+  };
+  for (const Case& c : cases) {
+    std::memcpy(FakeDriver::answer, c.bytes, 6);
+    FakeDriver::rc = c.rc;
+    log.Clear();
+    Mac bssid;
+    EXPECT_EQ(WPAHelper("sta0").GetCurrentBSSID(bssid), c.expected);
+    if (c.message != nullptr) {
+      EXPECT_TRUE(log.Contains(c.message));
+    } else {
+      EXPECT_EQ(bssid.ToString(), "16:24:e7:01:02:03");
+    }
+  }
+  Driver::IOCTLHelper::SetCall(previous);
+  Mac bssid;
+  EXPECT_EQ(WPAHelper("no-such-if9").GetCurrentBSSID(bssid), -1) << "the real request on a missing interface";
+}
+
+TEST_F(FakeClients, WPSManagerSendsOneCommandPerOperationAndPassesFailuresOn) {
+  auto* manager = Driver::WPSManager::GetInstance();
+  ASSERT_EQ(manager, Driver::WPSManager::GetInstance());
+  WpaRunning("fsta0");
+  root_.SetOutput(kWpaCli, "PONG\nOK\n");
+  root_.SetOutput(kHostapCli, "fwlan0\nOK\n");
+  EXPECT_EQ(manager->StartOnHostap("fwlan0"), 0);
+  EXPECT_EQ(manager->StopOnHostap("fwlan0"), 0);
+  EXPECT_EQ(manager->StartOnWPA("fsta0"), 0);
+  EXPECT_EQ(manager->StopOnWPA("fsta0"), 0);
+  EXPECT_EQ(manager->StartOnRemoteSTA("fsta0", Mac("00:11:22:AA:bb:cc").ToEtherAddr()), 0);
+  Calls hostap = root_.Calls(kHostapCli);
+  Calls wpa = root_.Calls(kWpaCli);
+  EXPECT_EQ(hostap.back(), (std::vector<std::string>{"-i", "fwlan0", "wps_cancel"}));
+  EXPECT_EQ(hostap[hostap.size() - 3], (std::vector<std::string>{"-i", "fwlan0", "wps_pbc"}));
+  EXPECT_EQ(wpa.back(), (std::vector<std::string>{"-i", "fsta0", "orvastartwps", "orvawpsaddr=00:11:22:aa:bb:cc"}));
+  EXPECT_TRUE(log_.Contains("Started remote WPS on vap fsta0, 00:11:22:aa:bb:cc"));
+
+  root_.SetOutput(kWpaCli, "PONG\nFAIL\n");
+  root_.SetOutput(kHostapCli, "fwlan0\nFAIL\n");
+  EXPECT_EQ(manager->StartOnHostap("fwlan0"), HostapHelper::kCommandFailed);
+  EXPECT_EQ(manager->StartOnWPA("fsta0"), WPAHelper::kCommandFailed);
+  EXPECT_TRUE(log_.Contains("Failed to start wps on fsta0"));
+  EXPECT_EQ(manager->StartOnRemoteSTA("fsta0", Mac("00:11:22:aa:bb:cc").ToEtherAddr()), WPAHelper::kCommandFailed);
+}
+
+}  // namespace

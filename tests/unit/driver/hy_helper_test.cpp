@@ -1,0 +1,359 @@
+// The hybrid daemon helper against a fixture tree: default files, a bridge's member list in
+// the tree's sysfs, and recording hyctl and job manager programs.
+#include "orvamesh/driver/hy_helper.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "support/fixture_root.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using Driver::HyHelper;
+using Driver::HyIf;
+using orva::test::FixtureRoot;
+using orva::test::LogCapture;
+using Calls = std::vector<std::vector<std::string>>;
+
+constexpr char kHyctl[] = "/usr/sbin/hyctl";
+
+const char kDefault[] =
+    "# hyd defaults\n"
+    "HybridBridgeInterfaceName=\n"
+    "ManagedInterfacesList=\n"
+    "\n"
+    "[INTERFACE]\n"
+    "ForceGroupRelaying=1\n"
+    "\n"
+    "[HYFI]\n"
+    "Mode=HYROUTER\n";
+
+const char kLbd[] =
+    "[WLANIF2G]\n"
+    "InterferenceDetectionEnable=1\n"
+    "[WLANIF5G]\n"
+    "InterferenceDetectionEnable=0\n"
+    "[STAMON]\n"
+    "RSSISteeringPoint_DG=5\n"
+    "[BANDMON]\n"
+    "MUCheckInterval_W2=10\n"
+    "[STEERALG]\n"
+    "MinTxRateIncreaseThreshold=53\n"
+    "[OTHER]\n"
+    "NotCopied=1\n";
+
+class HyHelperTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char* p : {kHyctl, "/sbin/start", "/sbin/stop"}) root_.InstallRecorder(p);
+    for (const char* role : {"cap", "re"}) {
+      for (const char* file : {"hyd.conf", "hyd_guest.conf"}) {
+        root_.WriteFile(std::string("usr/orva/etc.defaults/mesh/") + role + "/" + file, kDefault);
+      }
+    }
+    std::filesystem::create_directories(root_.Join("usr/orva/etc/mesh"));
+    root_.WriteFile("usr/orva/etc/wifi/lbd.conf", kLbd);
+    root_.WriteFile("usr/orva/etc/switchvlan.conf", "SwitchCpuPort=\"0\"\nSwitchLanVid=\"1\"\nVlanIds=\"1 2\"\n");
+    Members("br0", {"bwlan1", "eth0", "other0", "sta0", "sta1wlan", "wlan0"});
+  }
+  void Members(const std::string& bridge, const std::vector<std::string>& names) {
+    std::filesystem::create_directories(root_.Join("sys/class/net/" + bridge + "/brif"));
+    for (const std::string& name : names) root_.WriteFile("sys/class/net/" + bridge + "/brif/" + name, "");
+  }
+  std::string Conf(const char* file = "hyd.conf") const {
+    return FixtureRoot::ReadFile(root_.Join(std::string("usr/orva/etc/mesh/") + file));
+  }
+  FixtureRoot root_;
+  LogCapture log_;
+};
+
+TEST_F(HyHelperTest, AControllerWritesTheWholeConfigurationFromItsBridge) {
+  HyHelper hy(true, false);
+  EXPECT_EQ(Conf(),
+            "# hyd defaults\n"
+            "HybridBridgeInterfaceName=br0\n"
+            "ManagedInterfacesList=bwlan1:WLAN_VLAN,eth0:ETHER,sta0:WLAN_VLAN,sta1wlan:WLAN_VLAN,wlan0:WLAN\n"
+            "WlanInterfaces=wifi2:bwlan1,wifi1:wlan0\n"
+            "NoRelayGroupList=sta0,sta1wlan\n"
+            "\n"
+            "[INTERFACE]\n"
+            "ForceGroupRelaying=0\n"
+            "SwitchCpuPort=0\n"
+            "SwitchLanVid=1\n"
+            "VlanIds=1 2\n"
+            "\n"
+            "[HYFI]\n"
+            "Mode=HYROUTER\n"
+            "\n"
+            "[WLANIF2G]\n"
+            "InterferenceDetectionEnable=1\n"
+            "\n"
+            "[WLANIF5G]\n"
+            "InterferenceDetectionEnable=0\n"
+            "\n"
+            "[STAMON]\n"
+            "RSSISteeringPoint_DG=5\n"
+            "\n"
+            "[BANDMON]\n"
+            "MUCheckInterval_W2=10\n"
+            "\n"
+            "[STEERALG]\n"
+            "MinTxRateIncreaseThreshold=53\n");
+  EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd"}}) << "an old daemon is stopped at construction";
+  EXPECT_TRUE(root_.Calls(kHyctl).empty());
+}
+
+TEST_F(HyHelperTest, MembersAreClassifiedByTheFirstMatchingPartOfTheirName) {
+  HyHelper hy(false, false);
+  std::vector<HyIf> list;
+  ASSERT_EQ(hy.GetIfList(list), 0);
+  const std::vector<HyIf> expected = {
+      {"bwlan1", "wifi2", Interface::IF_TYPE_WLAN_VLAN, Driver::HY_IF_GRP_1, true, true},
+      {"eth0", "", Interface::IF_TYPE_ETHER, Driver::HY_IF_GRP_1, true, true},
+      {"sta0", "", Interface::IF_TYPE_WLAN_VLAN, Driver::HY_IF_GRP_0, false, false},
+      {"sta1wlan", "", Interface::IF_TYPE_WLAN_VLAN, Driver::HY_IF_GRP_0, true, false},
+      {"wlan0", "wifi1", Interface::IF_TYPE_WLAN, Driver::HY_IF_GRP_1, true, true},
+  };
+  EXPECT_EQ(list, expected);
+  ASSERT_EQ(hy.GetWlanList(list), 0);
+  EXPECT_EQ(list, (std::vector<HyIf>{expected[0], expected[4]}));
+  ASSERT_EQ(hy.GetIfNoRelayList(list), 0);
+  EXPECT_EQ(list, (std::vector<HyIf>{expected[2], expected[3]}));
+  // The first rebuild knows no relay flags: one line for each Ethernet and Wi-Fi member.
+  for (const char* name : {"bwlan1", "eth0", "wlan0"}) {
+    EXPECT_EQ(log_.Matching(std::string("Failed to get relay config for ") + name).size(), 1u) << name;
+  }
+  EXPECT_FALSE(log_.Contains("Failed to get relay config for sta"));
+  EXPECT_NE(Conf().find("ForceGroupRelaying=1\n"), std::string::npos) << "a repeater forces group relaying";
+}
+
+TEST_F(HyHelperTest, ARelaySettingSurvivesARebuild) {
+  HyHelper hy(true, false);
+  EXPECT_EQ(hy.SetIfRelay("eth0", false, true), 0);
+  EXPECT_NE(Conf().find("NoRelayGroupList=eth0,sta0,sta1wlan\n"), std::string::npos);
+  log_.Clear();
+  EXPECT_EQ(hy.ReloadHydConfig(), 0);
+  bool relay = true;
+  EXPECT_EQ(hy.GetIfRelay("eth0", relay), 0);
+  EXPECT_FALSE(relay);
+  EXPECT_FALSE(log_.Contains("Failed to get relay config"));
+  EXPECT_NE(Conf().find("NoRelayGroupList=eth0,sta0,sta1wlan\n"), std::string::npos);
+  EXPECT_EQ(hy.SetIfRelay("other0", false, true), HyHelper::kNoSuchIf);
+  EXPECT_TRUE(log_.Contains("Ifname: other0 is not found in map_ifaces"));
+  EXPECT_EQ(hy.GetIfRelay("other0", relay), HyHelper::kNoSuchIf);
+}
+
+TEST_F(HyHelperTest, StartingRunsHyctlForTheBridgeAndEveryMemberThenTheService) {
+  root_.WriteFile("usr/orva/etc/node_settings.conf", "igmp_snooping=\"1\"\nigmp_snooping_aging=\"260\"\n");
+  HyHelper hy(false, false);
+  root_.ClearCalls("/sbin/stop");
+  ASSERT_EQ(hy.StartHyd(), 0);
+  EXPECT_EQ(root_.Calls(kHyctl), (Calls{
+                                      {"setbrmode", "br0", "grprel"},
+                                      {"setmc", "br0", "retag", "disable"},
+                                      {"setmc", "br0", "state", "enable"},
+                                      {"setmc", "br0", "timeout", "GroupSpecificQueries", "enable"},
+                                      {"setmc", "br0", "timeout", "GroupMembershipInterval", "enable"},
+                                      {"setmc", "br0", "aging", "260"},
+                                      {"setifgrp", "br0", "bwlan1", "1", "r"},
+                                      {"setifbcast", "br0", "bwlan1", "enable"},
+                                      {"setifgrp", "br0", "eth0", "1", "r"},
+                                      {"setifbcast", "br0", "eth0", "enable"},
+                                      {"setifgrp", "br0", "sta0", "0", "n"},
+                                      {"setifbcast", "br0", "sta0", "disable"},
+                                      {"setifgrp", "br0", "sta1wlan", "0", "n"},
+                                      {"setifbcast", "br0", "sta1wlan", "enable"},
+                                      {"setifgrp", "br0", "wlan0", "1", "r"},
+                                      {"setifbcast", "br0", "wlan0", "enable"},
+                                  }));
+  EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd"}});
+  EXPECT_EQ(root_.Calls("/sbin/start"), Calls{{"hyd"}});
+  EXPECT_TRUE(log_.Contains("Setting IGMPSnooping of br0 to 1, aging 260"));
+
+  root_.ClearCalls(kHyctl);
+  EXPECT_EQ(hy.StartHyd(), 0);
+  EXPECT_TRUE(root_.Calls(kHyctl).empty()) << "already started";
+  EXPECT_EQ(root_.Calls("/sbin/start").size(), 1u);
+
+  EXPECT_EQ(hy.RestartHyd(), 0);
+  EXPECT_EQ(root_.Calls("/sbin/stop"), (Calls{{"hyd"}, {"hyd"}, {"hyd"}}));
+  EXPECT_EQ(root_.Calls("/sbin/start"), (Calls{{"hyd"}, {"hyd"}}));
+  EXPECT_EQ(hy.StopHyd(), 0);
+  EXPECT_EQ(hy.StopHyd(), 0);
+  EXPECT_EQ(root_.Calls("/sbin/stop").size(), 4u) << "a stopped daemon is not stopped again";
+}
+
+TEST_F(HyHelperTest, SnoopingOffSendsNoAgingAndControllersSetNoBridgeMode) {
+  root_.WriteFile("usr/orva/etc/node_settings.conf", "igmp_snooping=\"0\"\n");
+  HyHelper hy(true, false);
+  ASSERT_EQ(hy.SetIGMPSnooping(), 0);
+  EXPECT_EQ(root_.Calls(kHyctl), (Calls{
+                                      {"setmc", "br0", "state", "disable"},
+                                      {"setmc", "br0", "timeout", "GroupSpecificQueries", "disable"},
+                                      {"setmc", "br0", "timeout", "GroupMembershipInterval", "disable"},
+                                  }));
+  root_.ClearCalls(kHyctl);
+  ASSERT_EQ(hy.StartHyd(), 0);
+  EXPECT_EQ(root_.Calls(kHyctl).front(), (std::vector<std::string>{"setmc", "br0", "retag", "disable"}));
+  root_.WriteFile("usr/orva/etc/node_settings.conf", "igmp_snooping=\"maybe\"\n");
+  EXPECT_EQ(hy.SetIGMPSnooping(), HyHelper::kIgmpSnoopingFailed);
+}
+
+TEST_F(HyHelperTest, EachFailingStepOfTheStartHasItsOwnCode) {
+  struct Case {
+    const char* program;
+    const char* failOn;
+    int expected;
+  } cases[] = {
+      {kHyctl, "setbrmode", HyHelper::kBrModeFailed},      {kHyctl, "retag", HyHelper::kRetagFailed},
+      {kHyctl, "state", HyHelper::kIgmpSnoopingFailed},    {kHyctl, "GroupMembershipInterval", HyHelper::kIgmpSnoopingFailed},
+      {kHyctl, "setifgrp", HyHelper::kIfGroupFailed},      {kHyctl, "setifbcast", HyHelper::kIfBcastFailed},
+      {"/sbin/start", "hyd", HyHelper::kStartFailed},
+  };
+  for (const Case& c : cases) {
+    root_.FailOn(c.program, c.failOn);
+    HyHelper hy(false, false);
+    EXPECT_EQ(hy.StartHyd(), c.expected) << c.failOn;
+    root_.FailOn(c.program, "");
+    EXPECT_EQ(hy.StartHyd(), 0) << "not marked started after " << c.failOn;
+  }
+  EXPECT_TRUE(log_.Contains("Failed to disable multicast retag [br0]"));
+  EXPECT_TRUE(log_.Contains("Failed to set IGMP snooping"));
+}
+
+TEST_F(HyHelperTest, GuestAndControllerTopologyChooseTheirBridgeFilesAndService) {
+  Members("gbr0", {"gwlan0", "eth1"});
+  Members("lbr0", {"eth2"});
+  root_.WriteFile("usr/orva/etc/switchvlan_guest.conf", "SwitchCpuPort=6\nSwitchLanVid=3\nVlanIds=3\n");
+  root_.WriteFile("usr/orva/etc/wifi/lbd.guest.conf", "[STEERALG]\nGuest=1\n");
+  HyHelper guest(true, true);
+  EXPECT_EQ(guest.GetConfPath(), root_.Join("usr/orva/etc/mesh/hyd_guest.conf"));
+  EXPECT_EQ(guest.GetServiceName(), "hyd_guest");
+  const std::string conf = Conf("hyd_guest.conf");
+  EXPECT_NE(conf.find("HybridBridgeInterfaceName=gbr0\nManagedInterfacesList=eth1:ETHER,gwlan0:WLAN\n"
+                      "WlanInterfaces=wifi1:gwlan0\nNoRelayGroupList=\n"),
+            std::string::npos)
+      << conf;
+  EXPECT_NE(conf.find("SwitchCpuPort=6\nSwitchLanVid=3\nVlanIds=3\n"), std::string::npos) << conf;
+  EXPECT_NE(conf.find("[STEERALG]\nGuest=1\n"), std::string::npos) << conf;
+  EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd_guest"}});
+
+  root_.WriteFile("usr/orva/etc/node_settings.conf", "wifi_topology=\"2\"\n");
+  HyHelper cap(true, false);
+  std::string bridge;
+  EXPECT_EQ(cap.GetBr(bridge), 0);
+  EXPECT_EQ(bridge, "lbr0");
+  HyHelper re(false, false);
+  EXPECT_EQ(re.GetBr(bridge), 0);
+  EXPECT_EQ(bridge, "br0") << "a repeater ignores the topology";
+}
+
+TEST_F(HyHelperTest, MissingInputsAreReportedAndWhatCanBeDoneIsStillDone) {
+  std::filesystem::remove(root_.Join("usr/orva/etc.defaults/mesh/re/hyd.conf"));
+  root_.WriteFile("usr/orva/etc/wifi/lbd.conf", "[WLANIF2G]\nA=1\n[BANDMON]\nB=2\n");
+  root_.WriteFile("usr/orva/etc/switchvlan.conf", "SwitchCpuPort=0\nSwitchLanVid=1\n");
+  HyHelper hy(false, false);
+  EXPECT_TRUE(log_.Contains("Failed to find default conf file [" + root_.Join("usr/orva/etc.defaults/mesh/re/hyd.conf") + "]"));
+  EXPECT_TRUE(log_.Contains("Failed to replace " + hy.GetConfPath() + " from default conf"));
+  EXPECT_TRUE(log_.Contains("Failed to get value of key [VlanIds]"));
+  EXPECT_TRUE(log_.Contains("Failed to set vlan config"));
+  for (const char* section : {"WLANIF5G", "STAMON", "STEERALG"}) {
+    auto lines = log_.Matching(std::string("Failed to read section [") + section + "]");
+    ASSERT_EQ(lines.size(), 1u) << section;
+    EXPECT_EQ(lines[0].priority, LOG_INFO);
+  }
+  const std::string conf = Conf();
+  EXPECT_NE(conf.find("[WLANIF2G]\nA=1\n"), std::string::npos) << conf;
+  EXPECT_NE(conf.find("[BANDMON]\nB=2\n"), std::string::npos) << conf;
+  EXPECT_NE(conf.find("SwitchLanVid=1\n"), std::string::npos) << conf;
+
+  std::filesystem::remove(root_.Join("usr/orva/etc/switchvlan.conf"));
+  log_.Clear();
+  EXPECT_EQ(hy.ReloadHydConfig(), 0);
+  EXPECT_TRUE(log_.Contains("switchvlan [" + root_.Join("usr/orva/etc/switchvlan.conf") + "] config does not exist"));
+
+  std::filesystem::remove_all(root_.Join("sys/class/net/br0"));
+  EXPECT_EQ(hy.ReloadHydConfig(), HyHelper::kNoBridge);
+  EXPECT_TRUE(log_.Contains("Bridge br0 is not exist"));
+  EXPECT_EQ(hy.StartHyd(), HyHelper::kNoBridge);
+  EXPECT_TRUE(root_.Calls("/sbin/start").empty());
+}
+
+TEST_F(HyHelperTest, AWifiMemberWithoutARadioFailsTheRebuild) {
+  Members("br0", {"wlan7"});
+  HyHelper hy(true, false);
+  EXPECT_TRUE(log_.Contains("Failed to set wlan interface list"));
+  EXPECT_EQ(hy.ReloadHydConfig(), HyHelper::kListNotSet);
+}
+
+TEST_F(HyHelperTest, AttachingUsesTheLanBridgeOfTheNodeSettings) {
+  HyHelper hy(true, false);
+  EXPECT_EQ(hy.AttachHyfiBridge(true), 0);
+  root_.WriteFile("usr/orva/etc/node_settings.conf", "lan_bridge=\"lbr0\"\n");
+  EXPECT_EQ(hy.AttachHyfiBridge(false), 0);
+  EXPECT_EQ(root_.Calls(kHyctl), (Calls{{"attach", "br0"}, {"detach", "lbr0"}}));
+  root_.SetStatus(kHyctl, 1);
+  EXPECT_EQ(hy.AttachHyfiBridge(true), -1);
+  EXPECT_EQ(hy.AttachHyfiBridge(false), -1);
+  EXPECT_TRUE(log_.Contains("Failed to hyctl attach lbr0"));
+  EXPECT_TRUE(log_.Contains("Failed to hyctl detach lbr0"));
+}
+
+TEST_F(HyHelperTest, HandEditedListsAreWrittenByName) {
+  HyHelper hy(true, false);
+  const HyIf eth("eth5", "", Interface::IF_TYPE_ETHER, Driver::HY_IF_GRP_1, true, false);
+  const HyIf wlan("wlan2", "wifi0", Interface::IF_TYPE_WLAN, Driver::HY_IF_GRP_1, true, true);
+  ASSERT_EQ(hy.SetIfList({wlan, eth}, false), 0);
+  ASSERT_EQ(hy.SetWlanList({wlan}, false), 0);
+  ASSERT_EQ(hy.SetIfRadioName("wlan2", "radioX", false), 0);
+  ASSERT_EQ(hy.AddIf(HyIf("sta2", "", Interface::IF_TYPE_WLAN_VLAN, Driver::HY_IF_GRP_0, false, false), false), 0);
+  ASSERT_EQ(hy.DelIf(eth, false), 0);
+  EXPECT_EQ(hy.DelIf(eth, false), HyHelper::kNoSuchIf);
+  EXPECT_EQ(hy.SetIfGrp("eth5", Driver::HY_IF_GRP_0), HyHelper::kNoSuchIf);
+  ASSERT_EQ(hy.SetToFile(), 0);
+  EXPECT_NE(Conf().find("ManagedInterfacesList=sta2:WLAN_VLAN,wlan2:WLAN\nWlanInterfaces=radioX:wlan2\n"
+                        "NoRelayGroupList=sta2\n"),
+            std::string::npos)
+      << Conf();
+}
+
+TEST(HyHelperText, ListsConvertToTheirTextFormsAndBack) {
+  const std::vector<HyIf> list = {
+      {"eth0", "", Interface::IF_TYPE_ETHER, Driver::HY_IF_GRP_1, true, true},
+      {"wlan0", "wifi1", Interface::IF_TYPE_WLAN, Driver::HY_IF_GRP_1, true, false},
+      {"bwlan1.2", "wifi2", Interface::IF_TYPE_WLAN_VLAN, Driver::HY_IF_GRP_1, true, true},
+  };
+  std::string text;
+  ASSERT_EQ(HyHelper::ListToStr(list, text), 0);
+  EXPECT_EQ(text, "eth0:ETHER,wlan0:WLAN,bwlan1.2:WLAN_VLAN");
+  std::vector<std::string> names;
+  std::vector<Interface::IF_TYPE> types;
+  ASSERT_EQ(HyHelper::StrToList(text, names, types), 0);
+  EXPECT_EQ(names, (std::vector<std::string>{"eth0", "wlan0", "bwlan1.2"}));
+  EXPECT_EQ(types, (std::vector<Interface::IF_TYPE>{Interface::IF_TYPE_ETHER, Interface::IF_TYPE_WLAN,
+                                                    Interface::IF_TYPE_WLAN_VLAN}));
+  ASSERT_EQ(HyHelper::NoRelayListToStr(list, text), 0);
+  EXPECT_EQ(text, "wlan0");
+  ASSERT_EQ(HyHelper::StrToNoRelayList("sta0,sta1", names), 0);
+  EXPECT_EQ(names, (std::vector<std::string>{"sta0", "sta1"}));
+  ASSERT_EQ(HyHelper::WlanListToStr({list[1], list[2]}, text), 0);
+  EXPECT_EQ(text, "wifi1:wlan0,wifi2:bwlan1");
+  std::vector<std::string> radios, vaps;
+  ASSERT_EQ(HyHelper::StrToWlanList(text, radios, vaps), 0);
+  EXPECT_EQ(radios, (std::vector<std::string>{"wifi1", "wifi2"}));
+  EXPECT_EQ(vaps, (std::vector<std::string>{"wlan0", "bwlan1"}));
+  EXPECT_EQ(HyHelper::WlanListToStr({list[0]}, text), HyHelper::kListNotSet) << "no radio name";
+
+  for (const char* bad : {"eth0", ":ETHER", "eth0:ETHER,", "eth0:SERIAL", "a:b:c"}) {
+    EXPECT_EQ(HyHelper::StrToList(bad, names, types), -1) << bad;
+  }
+  EXPECT_EQ(HyHelper::StrToWlanList("wifi1wlan0", radios, vaps), -1);
+  EXPECT_EQ(HyHelper::StrToNoRelayList("a,,b", names), -1);
+  EXPECT_EQ(HyHelper::StrToList("", names, types), 0);
+  EXPECT_TRUE(names.empty());
+}
+
+}  // namespace
