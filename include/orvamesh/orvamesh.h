@@ -1,6 +1,18 @@
 #pragma once
 // The whole public interface of liborvamesh. Including this one header is enough; the
 // per-concept headers below may also be included on their own.
+#include "orvamesh/client/error_code.h"
+#include "orvamesh/client/mesh_client.h"
+#include "orvamesh/client/mesh_records.h"
+#include "orvamesh/client/mesh_signal_receiver.h"
+#include "orvamesh/dbus/gdbus_client.h"
+#include "orvamesh/dbus/gdbus_common.h"
+#include "orvamesh/dbus/gdbus_proxy_wrapper.h"
+#include "orvamesh/dbus/mesh_dbus_client.h"
+#include "orvamesh/dbus/mesh_dbus_codegen.h"
+#include "orvamesh/dbus/mesh_gdbus_client.h"
+#include "orvamesh/dbus/mesh_gdbus_error_code.h"
+#include "orvamesh/dbus/mesh_gdbus_serialize.h"
 #include "orvamesh/export.h"
 #include "orvamesh/mac.h"
 #include "orvamesh/node/led_blinking_setting.h"
