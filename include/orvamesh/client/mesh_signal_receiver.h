@@ -27,7 +27,7 @@ class ORVA_EXPORT MeshSignalReceiver {
   virtual void StopReceiving() = 0;
   virtual void BindDummy(std::function<void()> handler) = 0;
 
-  // Hands the spec's handlers to the receiver.
+  // Hands the caller's handlers (GetDummyHandler and the like) to the receiver.
   void BindHandler();
 
  protected:
@@ -39,7 +39,7 @@ class ORVA_EXPORT MeshSignalReceiver {
 
 class ORVA_EXPORT MeshSignalReceiverFactory {
  public:
-  // A new receiver for the mesh daemon on the system bus, with the spec's handlers bound.
+  // A new receiver for the mesh daemon on the system bus, with the caller's handlers bound.
   static std::shared_ptr<MeshSignalReceiver> GetReceiver(const std::shared_ptr<SignalHandleSpec>& spec);
 };
 
