@@ -24,3 +24,9 @@ install(FILES ${PROJECT_BINARY_DIR}/orvameshConfig.cmake ${PROJECT_BINARY_DIR}/o
 file(RELATIVE_PATH ORVAMESH_PC_RELATIVE_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 configure_file(${PROJECT_SOURCE_DIR}/cmake/orvamesh.pc.in ${PROJECT_BINARY_DIR}/orvamesh.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvamesh.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# The mesh interface description and an example system-bus policy for the daemon.
+install(FILES ${PROJECT_SOURCE_DIR}/dbus/com.velanto.mesh.xml
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/interfaces)
+install(FILES ${PROJECT_SOURCE_DIR}/dbus/com.velanto.mesh.conf
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)

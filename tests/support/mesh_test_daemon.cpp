@@ -1,0 +1,275 @@
+#include "support/mesh_test_daemon.h"
+
+#include <cstdlib>
+#include <future>
+#include <stdexcept>
+#include <vector>
+
+#include "orvamesh/dbus/gdbus_common.h"
+#include "orvamesh/dbus/mesh_gdbus_client.h"
+#include "orvamesh/dbus/mesh_gdbus_error_code.h"
+#include "support/wait_until.h"
+
+namespace orva::test {
+
+namespace {
+using namespace ORVA::MESH::SDK;
+
+GQuark MeshDomain() {
+  return Dbus::GDBusCommon::InitGDBusQuark(Dbus::kMeshObjectPath,
+                                           Dbus::MeshGDBusCommon::ErrorCodeToErrorEntry());
+}
+
+std::runtime_error Failure(const std::string& what, GError* error) {
+  std::string text = what + ": " + (error != nullptr ? error->message : "unknown error");
+  if (error != nullptr) g_error_free(error);
+  return std::runtime_error(text);
+}
+
+// Asked on a connection of its own: the program's shared system-bus connection is the code
+// under test and keeps whatever settings the library gave it.
+GDBusConnection* Connect(GError** error) {
+  const char* address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+  if (address == nullptr) {
+    g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_NOT_FOUND, "DBUS_SYSTEM_BUS_ADDRESS is not set");
+    return nullptr;
+  }
+  GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
+      address,
+      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+      nullptr, nullptr, error);
+  if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection, FALSE);
+  return connection;
+}
+
+bool NameHasOwner(GDBusConnection* connection) {
+  GVariant* reply = g_dbus_connection_call_sync(
+      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameHasOwner",
+      g_variant_new("(s)", Dbus::kMeshBusName), G_VARIANT_TYPE("(b)"), G_DBUS_CALL_FLAGS_NONE, -1,
+      nullptr, nullptr);
+  if (reply == nullptr) return false;
+  gboolean owned = FALSE;
+  g_variant_get(reply, "(b)", &owned);
+  g_variant_unref(reply);
+  return owned != FALSE;
+}
+}  // namespace
+
+GQuark MeshTestDaemon::ForeignDomain() { return g_quark_from_static_string("orva-test-foreign-error"); }
+
+MeshTestDaemon::MeshTestDaemon() {
+  MeshDomain();
+  context_ = g_main_context_new();
+  loop_ = g_main_loop_new(context_, FALSE);
+  skeleton_ = orva_mesh_skeleton_new();
+  // One generic handler for every "handle-<method>" signal of the generated skeleton: it
+  // answers from the invocation's method name and parameters.
+  guint count = 0;
+  guint* ids = g_signal_list_ids(ORVA_TYPE_MESH, &count);
+  for (guint i = 0; i < count; ++i) {
+    const std::string name = g_signal_name(ids[i]);
+    if (name.rfind("handle-", 0) != 0) continue;
+    GClosure* closure = g_closure_new_simple(sizeof(GClosure), this);
+    g_closure_set_marshal(closure, &MeshTestDaemon::Marshal);
+    g_signal_connect_closure(skeleton_, name.c_str(), closure, FALSE);
+  }
+  g_free(ids);
+  thread_ = std::thread([this] {
+    g_main_context_push_thread_default(context_);
+    g_main_loop_run(loop_);
+    g_main_context_pop_thread_default(context_);
+  });
+  Join();
+}
+
+MeshTestDaemon::~MeshTestDaemon() {
+  try {
+    if (Joined()) Leave();
+  } catch (...) {
+  }
+  g_main_context_invoke(
+      context_, [](gpointer loop) -> gboolean { g_main_loop_quit(static_cast<GMainLoop*>(loop)); return G_SOURCE_REMOVE; },
+      loop_);
+  thread_.join();
+  g_object_unref(skeleton_);
+  g_main_loop_unref(loop_);
+  g_main_context_unref(context_);
+  for (auto& [name, value] : replies_) g_variant_unref(value);
+  for (auto& [name, value] : arguments_) g_variant_unref(value);
+}
+
+void MeshTestDaemon::RunInThread(void (*fn)(MeshTestDaemon*)) {
+  struct Task {
+    MeshTestDaemon* self;
+    void (*fn)(MeshTestDaemon*);
+    std::promise<void> done;
+  };
+  Task task{this, fn, {}};
+  auto future = task.done.get_future();
+  g_main_context_invoke(
+      context_,
+      [](gpointer data) -> gboolean {
+        auto* t = static_cast<Task*>(data);
+        try {
+          t->fn(t->self);
+          t->done.set_value();
+        } catch (...) {
+          t->done.set_exception(std::current_exception());
+        }
+        return G_SOURCE_REMOVE;
+      },
+      &task);
+  future.get();
+}
+
+// Once RequestName has answered, the name is owned: Join needs no waiting.
+void MeshTestDaemon::Join() { RunInThread(&MeshTestDaemon::JoinInThread); }
+
+void MeshTestDaemon::Leave() {
+  RunInThread(&MeshTestDaemon::LeaveInThread);
+  GError* error = nullptr;
+  GDBusConnection* observer = Connect(&error);
+  if (observer == nullptr) {
+    g_error_free(error);
+    return;  // no bus left to ask: nobody owns anything there
+  }
+  const bool gone = WaitUntil([&] { return !NameHasOwner(observer); });
+  g_object_unref(observer);
+  if (!gone) throw std::runtime_error("the test daemon's name did not leave the bus");
+}
+
+void MeshTestDaemon::JoinInThread(MeshTestDaemon* self) {
+  GError* error = nullptr;
+  GDBusConnection* connection = Connect(&error);
+  if (connection == nullptr) throw Failure("test daemon cannot connect", error);
+  if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(self->skeleton_), connection,
+                                        Dbus::kMeshObjectPath, &error)) {
+    g_object_unref(connection);
+    throw Failure("test daemon cannot export", error);
+  }
+  GVariant* reply = g_dbus_connection_call_sync(
+      connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+      "RequestName", g_variant_new("(su)", Dbus::kMeshBusName, 4u /* do not queue */),
+      G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+  guint32 result = 0;
+  if (reply != nullptr) {
+    g_variant_get(reply, "(u)", &result);
+    g_variant_unref(reply);
+  }
+  if (result != 1 /* primary owner */) {
+    g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(self->skeleton_));
+    g_object_unref(connection);
+    throw Failure("test daemon cannot own its name", error);
+  }
+  self->connection_.store(connection);
+}
+
+void MeshTestDaemon::LeaveInThread(MeshTestDaemon* self) {
+  GDBusConnection* connection = self->connection_.exchange(nullptr);
+  if (connection == nullptr) return;
+  g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(self->skeleton_));
+  g_dbus_connection_close_sync(connection, nullptr, nullptr);
+  g_object_unref(connection);
+}
+
+void MeshTestDaemon::SetReply(const std::string& method, GVariant* reply) {
+  g_variant_ref_sink(reply);
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto& slot = replies_[method];
+  if (slot != nullptr) g_variant_unref(slot);
+  slot = reply;
+}
+
+GVariant* MeshTestDaemon::LastArguments(const std::string& method) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = arguments_.find(method);
+  return it == arguments_.end() ? nullptr : g_variant_ref(it->second);
+}
+
+Dbus::GVariantWrapper MeshTestDaemon::LastByteArgument(const std::string& method) const {
+  GVariant* arguments = LastArguments(method);
+  if (arguments == nullptr) return Dbus::GVariantWrapper();
+  Dbus::GVariantWrapper first(g_variant_get_child_value(arguments, 0));
+  g_variant_unref(arguments);
+  return first;
+}
+
+int MeshTestDaemon::Calls(const std::string& method) const {
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto it = calls_.find(method);
+  return it == calls_.end() ? 0 : it->second;
+}
+
+void MeshTestDaemon::SetMode(Mode mode) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  mode_ = mode;
+}
+
+void MeshTestDaemon::RefuseWith(Client::ERROR_CODE code) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  mode_ = Mode::kRefuse;
+  refusal_ = code;
+}
+
+void MeshTestDaemon::EmitDummySignal() {
+  RunInThread([](MeshTestDaemon* self) { orva_mesh_emit_dummy_signal(self->skeleton_); });
+}
+
+void MeshTestDaemon::Marshal(GClosure* closure, GValue* result, guint, const GValue* params, gpointer,
+                             gpointer) {
+  auto* self = static_cast<MeshTestDaemon*>(closure->data);
+  self->Handle(G_DBUS_METHOD_INVOCATION(g_value_get_object(&params[1])));
+  if (result != nullptr) g_value_set_boolean(result, TRUE);
+}
+
+void MeshTestDaemon::Handle(GDBusMethodInvocation* invocation) {
+  const std::string method = g_dbus_method_invocation_get_method_name(invocation);
+  Mode mode;
+  Client::ERROR_CODE refusal;
+  GVariant* reply = nullptr;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    ++calls_[method];
+    auto& slot = arguments_[method];
+    if (slot != nullptr) g_variant_unref(slot);
+    slot = g_variant_ref(g_dbus_method_invocation_get_parameters(invocation));
+    mode = mode_;
+    refusal = refusal_;
+    auto it = replies_.find(method);
+    if (it != replies_.end()) reply = g_variant_ref(it->second);
+  }
+  const GDBusMethodInfo* info = g_dbus_method_invocation_get_method_info(invocation);
+  const bool bytesOut = info->out_args != nullptr && info->out_args[0] != nullptr &&
+                        g_strcmp0(info->out_args[0]->signature, "ay") == 0;
+  if (mode == Mode::kRefuse) {
+    g_dbus_method_invocation_return_error_literal(
+        invocation, MeshDomain(),
+        Dbus::MeshGDBusCommon::MarshalErrorCodeToGInt(Dbus::FromClientErrorCode(refusal)),
+        "refused by the test daemon");
+  } else if (mode == Mode::kForeignError) {
+    g_dbus_method_invocation_return_error_literal(invocation, ForeignDomain(), kForeignCode,
+                                                  "an error nobody registered");
+  } else if (mode == Mode::kGarbage && bytesOut) {
+    static const guchar kGarbage[] = {0x01, 0x02, 0x03};
+    g_dbus_method_invocation_return_value(
+        invocation, g_variant_new("(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, kGarbage,
+                                                                      sizeof(kGarbage), 1)));
+  } else if (reply != nullptr) {
+    g_dbus_method_invocation_return_value(invocation, reply);
+  } else {
+    // Methods without a set reply answer with the zero value of each output.
+    GVariantBuilder builder;
+    g_variant_builder_init(&builder, G_VARIANT_TYPE_TUPLE);
+    for (GDBusArgInfo** arg = info->out_args; arg != nullptr && *arg != nullptr; ++arg) {
+      const std::string signature = (*arg)->signature;
+      if (signature == "s") g_variant_builder_add(&builder, "s", "");
+      else if (signature == "b") g_variant_builder_add(&builder, "b", FALSE);
+      else g_variant_builder_add_value(&builder, g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, "", 0, 1));
+    }
+    g_dbus_method_invocation_return_value(invocation, g_variant_builder_end(&builder));
+  }
+  if (reply != nullptr) g_variant_unref(reply);
+}
+
+}  // namespace orva::test

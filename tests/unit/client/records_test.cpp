@@ -1,0 +1,136 @@
+#include <gtest/gtest.h>
+
+#include <json/json.h>
+
+#include "orvamesh/client/mesh_records.h"
+#include "orvamesh/dbus/mesh_gdbus_serialize.h"
+#include "orvamesh/utils/exception.h"
+#include "support/mesh_samples.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using namespace ORVA::MESH::SDK::Client;
+namespace sample = orva::test::sample;
+
+template <typename T>
+T ThroughArchive(const T& value) {
+  return Dbus::GVariantToObject<T>(Dbus::ObjectToGVariant(value));
+}
+
+template <typename T>
+void ExpectRoundTrips(const T& value) {
+  EXPECT_TRUE(ThroughArchive(value) == value);
+  EXPECT_TRUE(T::FromJson(value.ToJson()) == value) << value.ToJson().toStyledString();
+  EXPECT_FALSE(T::FromJson(value.ToJson()) != value);
+}
+
+TEST(MeshRecords, EveryRecordRoundTripsThroughTheArchiveAndJson) {
+  ExpectRoundTrips(sample::Scan());
+  ExpectRoundTrips(MeshSystemStatus{true, true, false, true, false, 9, 7});
+  ExpectRoundTrips(sample::Setup());
+  ExpectRoundTrips(SetupNodeInfo{sample::MacNo(7), "SN7", BACKHAUL_TYPE::WIFI_6G, "Den"});
+  ExpectRoundTrips(WPSResultInfo{true, sample::MacNo(8), "ath2"});
+  ExpectRoundTrips(sample::Join());
+  ExpectRoundTrips(JoinReturnInfo{4, "m", "c", "fe80::4"});
+  ExpectRoundTrips(SystemUtilization{99, 1ull << 40, 12, 86400});
+  ExpectRoundTrips(Device{sample::MacNo(9), "tv", "10.0.0.2", "eth1", false, 0});
+  ExpectRoundTrips(NetworkInfo{"10.0.0.1", "255.0.0.0", "10.0.0.254", {"1.1.1.1", "8.8.8.8"}, {}});
+  ExpectRoundTrips(sample::Node(1));
+  ExpectRoundTrips(sample::Node(0xffffffffu));
+  ExpectRoundTrips(NodeMACInfo{sample::MacNo(1), sample::MacNo(2), sample::MacNo(3), sample::MacNo(4)});
+  ExpectRoundTrips(RepeaterAccessInfo{"fe80::9", "br-lan", "admin", 65535});
+  ExpectRoundTrips(NodeCapability{3, {"a", "b"}});
+  ExpectRoundTrips(sample::Update());
+  ExpectRoundTrips(CustomTopologyScanResultInfo{true, {{1, -5}, {0xffffffffu, 100}}});
+  ExpectRoundTrips(CustomTopologyListInfo{2, BACKHAUL_TYPE::ETHERNET, true});
+  ExpectRoundTrips(CustomTopologySetInfo{2, BACKHAUL_TYPE::WIFI_2G});
+  EXPECT_TRUE(ThroughArchive(sample::Led(true)) == sample::Led(true));
+}
+
+TEST(MeshRecords, EqualitySeesEveryField) {
+  const NodeInfo base = sample::Node(2);
+  std::vector<std::function<void(NodeInfo&)>> changes = {
+      [](NodeInfo& n) { n.id++; },
+      [](NodeInfo& n) { n.name += "x"; },
+      [](NodeInfo& n) { n.role = NODE_ROLE::CAP; },
+      [](NodeInfo& n) { n.modelUnique.clear(); },
+      [](NodeInfo& n) { n.serial.clear(); },
+      [](NodeInfo& n) { n.firmwareVersion.clear(); },
+      [](NodeInfo& n) { n.mac = sample::MacNo(99); },
+      [](NodeInfo& n) { n.addresses.pop_back(); },
+      [](NodeInfo& n) { n.uplink = 7; },
+      [](NodeInfo& n) { n.backhaul = BACKHAUL_TYPE::ETHERNET; },
+      [](NodeInfo& n) { n.backhaulQuality = -1; },
+      [](NodeInfo& n) { n.online = !n.online; },
+  };
+  ASSERT_EQ(changes.size(), NodeInfo::kFieldNames.size());
+  for (std::size_t i = 0; i < changes.size(); ++i) {
+    NodeInfo changed = base;
+    changes[i](changed);
+    EXPECT_FALSE(changed == base) << NodeInfo::kFieldNames[i];
+    EXPECT_FALSE(ThroughArchive(changed) == base) << NodeInfo::kFieldNames[i];
+  }
+}
+
+TEST(MeshRecords, JsonUsesReadableNamesForEnumsAndMacs) {
+  const Json::Value json = sample::Node(1).ToJson();
+  EXPECT_EQ(json["role"].asString(), "CAP");
+  EXPECT_EQ(json["backhaul"].asString(), "NONE");
+  EXPECT_EQ(json["mac"].asString(), "00:24:e7:00:00:01");
+  EXPECT_EQ(json["addresses"].size(), 2u);
+  EXPECT_EQ(sample::Update().ToJson()["nodePercent"]["1"].asUInt(), 100u);
+  EXPECT_EQ(sample::Setup().ToJson()["lastError"].asUInt(), 9u);
+  EXPECT_EQ(json.getMemberNames().size(), NodeInfo::kFieldNames.size());
+}
+
+TEST(MeshRecords, JsonKeepsDefaultsForMissingKeys) {
+  Json::Value partial;
+  partial["name"] = "Only a name";
+  const NodeInfo node = NodeInfo::FromJson(partial);
+  NodeInfo expected;
+  expected.name = "Only a name";
+  EXPECT_TRUE(node == expected);
+}
+
+TEST(MeshRecords, JsonOfTheWrongShapeIsRefusedWithTheField) {
+  auto parse = [](const std::string& text) {
+    Json::Value value;
+    Json::Reader().parse(text, value);
+    return value;
+  };
+  const std::vector<std::pair<std::string, std::string>> table = {
+      {R"({"id": -1})", "[id]"},
+      {R"({"id": 4294967296})", "[id]"},
+      {R"({"id": "1"})", "[id]"},
+      {R"({"online": 1})", "[online]"},
+      {R"({"role": "BOSS"})", "[role]"},
+      {R"({"role": 1})", "[role]"},
+      {R"({"mac": "00:24:e7:00:00"})", "[mac]"},
+      {R"({"addresses": "10.0.0.1"})", "[addresses]"},
+      {R"({"addresses": [1]})", "[addresses]"},
+      {R"({"backhaulQuality": 2147483648})", "[backhaulQuality]"},
+  };
+  for (const auto& [text, field] : table) {
+    try {
+      NodeInfo::FromJson(parse(text));
+      ADD_FAILURE() << text;
+    } catch (const Exception::InvalidArgumentException& e) {
+      EXPECT_NE(std::string(e.what()).find("Field " + field), std::string::npos) << e.what();
+    }
+  }
+  EXPECT_THROW(NodeInfo::FromJson(Json::Value("not an object")), Exception::InvalidArgumentException);
+  EXPECT_THROW(SystemUpdateProgress::FromJson(parse(R"({"nodePercent": {"x": 1}})")),
+               Exception::InvalidArgumentException);
+  EXPECT_THROW(SystemUpdateProgress::FromJson(parse(R"({"nodePercent": {"1": 256}})")),
+               Exception::InvalidArgumentException);
+}
+
+TEST(MeshRecords, EnumNamesAreEmptyForValuesWithoutOne) {
+  EXPECT_STREQ(NodeRoleToString(NODE_ROLE::RE), "RE");
+  EXPECT_STREQ(BackhaulTypeToString(BACKHAUL_TYPE::WIFI_6G), "WIFI_6G");
+  EXPECT_STREQ(SetupStageToString(static_cast<SETUP_STAGE>(7)), "");
+  EXPECT_STREQ(UpdateStageToString(UPDATE_STAGE::REBOOTING), "REBOOTING");
+}
+
+}  // namespace

@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include <boost/archive/archive_exception.hpp>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "orvamesh/dbus/mesh_gdbus_serialize.h"
+#include "orvamesh/utils/exception.h"
+#include "support/mesh_samples.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using namespace ORVA::MESH::SDK::Dbus;
+namespace sample = orva::test::sample;
+
+std::string BytesOf(const GVariantWrapper& wrapper) { return GVariantAYUnwrapper(wrapper).Unwrap(); }
+
+TEST(GVariantWrapper, AdoptsSinksAndDropsItsReference) {
+  GVariant* held = g_variant_ref_sink(g_variant_new_uint32(5));
+  {
+    GVariantWrapper wrapper(g_variant_ref(held));
+    EXPECT_EQ(wrapper.GetGVariant(), held);
+  }
+  // Only our own reference is left.
+  EXPECT_FALSE(g_variant_is_floating(held));
+  GVariantWrapper floating(g_variant_new_string("x"));
+  EXPECT_FALSE(g_variant_is_floating(floating.GetGVariant()));
+  g_variant_unref(held);
+}
+
+TEST(GVariantWrapper, RefusesMisuseByState) {
+  EXPECT_THROW(GVariantWrapper(nullptr), Exception::InvalidArgumentException);
+  GVariantWrapper empty;
+  EXPECT_THROW(empty.GetGVariant(), Exception::RuntimeException);
+  *empty.LateInitWithRaw() = g_variant_ref_sink(g_variant_new_boolean(TRUE));
+  EXPECT_TRUE(empty.IsSet());
+  try {
+    empty.LateInitWithRaw();
+    FAIL();
+  } catch (const Exception::RuntimeException& e) {
+    EXPECT_NE(std::string(e.what()).find("dbus/mesh_gdbus_serialize:LateInitWithRaw:"), std::string::npos);
+    EXPECT_NE(std::string(e.what()).find(": Variant has already been init"), std::string::npos);
+  }
+  GVariantWrapper moved(std::move(empty));
+  EXPECT_TRUE(moved.IsSet());
+  EXPECT_FALSE(empty.IsSet());
+}
+
+TEST(GVariantBuilderWrapper, RefusesTypesItCannotBuild) {
+  for (const char* type : {"", "q?", "u", "a"}) {
+    try {
+      GVariantBuilderWrapper builder(type);
+      FAIL() << type;
+    } catch (const Exception::InvalidArgumentException& e) {
+      EXPECT_NE(std::string(e.what()).find(std::string("Fail to generate builder using type string [") + type + "]"),
+                std::string::npos);
+    }
+  }
+}
+
+TEST(GVariantAYUnwrapper, RefusesValuesThatAreNotByteArrays) {
+  GVariantWrapper text(g_variant_new_string("ay"));
+  EXPECT_THROW(GVariantAYUnwrapper{text}, Exception::InvalidArgumentException);
+  GVariantWrapper empty;
+  EXPECT_THROW(GVariantAYUnwrapper{empty}, Exception::RuntimeException);
+}
+
+// The one-step conversion must give the very value the byte-by-byte builder gives.
+TEST(ObjectToGVariant, EqualsTheValueBuiltByteByByte) {
+  const auto value = sample::Nodes(3);
+  const GVariantWrapper direct = ObjectToGVariant(value);
+  GVariantAYBuilderWrapper builder;
+  for (unsigned char byte : BytesOf(direct)) builder.Add(byte);
+  const GVariantWrapper built = builder.GenGVariant();
+  EXPECT_TRUE(g_variant_equal(direct.GetGVariant(), built.GetGVariant()));
+  EXPECT_STREQ(g_variant_get_type_string(direct.GetGVariant()), "ay");
+}
+
+TEST(ObjectToGVariant, WritesNoArchiveHeader) {
+  // A headerless archive of one 32-bit number is exactly its four native bytes.
+  const uint32_t value = 0x01020304;
+  EXPECT_EQ(BytesOf(ObjectToGVariant(value)), std::string(reinterpret_cast<const char*>(&value), 4));
+}
+
+TEST(ObjectToGVariant, EmptyContainersStillCarryTheirCountAndComeBackEmpty) {
+  const GVariantWrapper vector = ObjectToGVariant(std::vector<uint32_t>{});
+  const GVariantWrapper map = ObjectToGVariant(std::map<uint32_t, std::string>{});
+  EXPECT_FALSE(BytesOf(vector).empty());
+  EXPECT_FALSE(BytesOf(map).empty());
+  EXPECT_TRUE(GVariantToObject<std::vector<uint32_t>>(vector).empty());
+  EXPECT_TRUE((GVariantToObject<std::map<uint32_t, std::string>>(map).empty()));
+}
+
+TEST(GVariantToObject, TruncatedOrForeignBytesFailWithTheArchiveException) {
+  const std::string full = BytesOf(ObjectToGVariant(sample::Nodes(2)));
+  for (std::size_t cut : {std::size_t{0}, std::size_t{3}, full.size() / 2, full.size() - 1}) {
+    const GVariantWrapper truncated = BytesToGVariant(full.substr(0, cut));
+    EXPECT_THROW(GVariantToObject<Client::NodeInfoMap>(truncated), boost::archive::archive_exception) << cut;
+  }
+}
+
+}  // namespace
