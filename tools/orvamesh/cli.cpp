@@ -174,6 +174,14 @@ Json::Value ToJson(const ORVA::MESH::SDK::LedConfig& value) {
   return out;
 }
 
+std::string WithoutLocation(const std::string& what) {
+  const auto colon = what.find(": ");
+  const auto space = what.find(' ');
+  // The location has no spaces; a message without one is left whole.
+  if (colon == std::string::npos || space < colon) return what;
+  return what.substr(colon + 2);
+}
+
 std::string Describe(const std::exception& e) {
   std::string text = e.what();
   try {

@@ -76,6 +76,9 @@ std::string RecordOptions() {
 void SetFieldFromWord(Json::Value& json, const Json::Value& model, const std::string& field,
                       const std::string& word);
 
+// An SDK exception's text without its "file:function:line: " prefix.
+std::string WithoutLocation(const std::string& what);
+
 // Record R from --file/--json, then from one option per field (options win).
 template <typename R>
 R RecordFromArgs(const Args& args) {
@@ -89,7 +92,7 @@ R RecordFromArgs(const Args& args) {
   try {
     return R::FromJson(json);
   } catch (const std::exception& e) {
-    throw UsageError(e.what());
+    throw UsageError(WithoutLocation(e.what()));
   }
 }
 

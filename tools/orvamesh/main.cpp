@@ -362,7 +362,7 @@ int SetCustomTopologyConfig(Context& ctx) {
       } catch (const UsageError&) {
         throw;
       } catch (const std::exception& e) {
-        throw UsageError("node " + key + ": " + e.what());
+        throw UsageError("node " + key + ": " + WithoutLocation(e.what()));
       }
     }
   }
@@ -375,7 +375,7 @@ int SetCustomTopologyConfig(Context& ctx) {
     try {
       configs[id] = Client::CustomTopologySetInfo::FromJson(entry);
     } catch (const std::exception& e) {
-      throw UsageError("'" + word + "': " + e.what());
+      throw UsageError("'" + word + "': " + WithoutLocation(e.what()));
     }
   }
   if (configs.empty()) throw UsageError("nothing to set");
@@ -397,7 +397,7 @@ int TopologyChange(Context& ctx, ERROR_CODE (MeshClient::*op)(const Json::Value&
 
 template <typename R>
 R NeedMac(R record, const ORVA::MESH::SDK::Mac& mac, const char* option) {
-  if (!mac.IsValid()) throw UsageError(std::string(option) + " needs a MAC address (aa:bb:cc:dd:ee:ff)");
+  if (!mac.IsValid() || mac == ORVA::MESH::SDK::Mac()) throw UsageError(std::string(option) + " needs a MAC address (aa:bb:cc:dd:ee:ff)");
   return record;
 }
 
@@ -597,7 +597,11 @@ int Main(int argc, char** argv) {
       return kExitOk;
     } else if (words[at] == "--compact") {
       compact = true;
-    } else if (words[at] == "--bus" && at + 1 < words.size()) {
+    } else if (words[at] == "--bus") {
+      if (at + 1 >= words.size()) {
+        std::cerr << "orvamesh: --bus needs a D-Bus address (unix:path=...)" << std::endl;
+        return kExitUsage;
+      }
       bus = words[++at];
     } else if (words[at].rfind("--bus=", 0) == 0) {
       bus = words[at].substr(6);
