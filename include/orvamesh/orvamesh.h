@@ -2,10 +2,13 @@
 // The whole public interface of liborvamesh. Including this one header is enough; the
 // per-concept headers below may also be included on their own.
 #include "orvamesh/export.h"
+#include "orvamesh/mac.h"
 #include "orvamesh/node/led_blinking_setting.h"
 #include "orvamesh/node/led_config.h"
 #include "orvamesh/node/led_mode.h"
 #include "orvamesh/node/led_schedule_setting.h"
+#include "orvamesh/platform/ip_address.h"
+#include "orvamesh/platform/mac_address.h"
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/utils/exception.h"

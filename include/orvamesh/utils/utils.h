@@ -12,6 +12,12 @@ namespace ORVA::MESH::SDK::Utils {
 
 // --- randomness -------------------------------------------------------------------------
 
+// Seeds the process-wide rand() generator from the kernel's random source (getrandom without
+// blocking, falling back to /dev/urandom below the system root while the kernel pool is not
+// ready or the call is missing). Returns 0, or -1 with one log line when no source answers;
+// rand() is then left as it was.
+ORVA_EXPORT int GenRandomSeed();
+
 // --- interfaces and system facts ---------------------------------------------------------
 
 // --- threads and web API ------------------------------------------------------------------

@@ -1,0 +1,31 @@
+#pragma once
+// Seam over the kernel's random source, so tests can make getrandom fail (a kernel without it,
+// a pool not yet initialised) and reach the fallback and error paths. Not installed.
+#include <sys/random.h>
+#include <sys/types.h>
+
+#include <cstddef>
+
+namespace ORVA::MESH::SDK::Seam {
+
+struct RandomCalls {
+  ssize_t (*getrandom)(void*, size_t, unsigned int);
+};
+
+// The calls in force; the real ones unless a test overrode them.
+RandomCalls& Random() noexcept;
+
+// Restores the calls on destruction. Tests only.
+class ScopedRandomOverride {
+ public:
+  ScopedRandomOverride() : saved_(Random()) {}
+  ~ScopedRandomOverride() { Random() = saved_; }
+  ScopedRandomOverride(const ScopedRandomOverride&) = delete;
+  ScopedRandomOverride& operator=(const ScopedRandomOverride&) = delete;
+  RandomCalls* operator->() { return &Random(); }
+
+ private:
+  RandomCalls saved_;
+};
+
+}  // namespace ORVA::MESH::SDK::Seam

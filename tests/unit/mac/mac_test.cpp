@@ -1,0 +1,350 @@
+#include "orvamesh/mac.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/archive/binary_iarchive.hpp>
+#include <boost/archive/binary_oarchive.hpp>
+#include <boost/serialization/map.hpp>
+#include <cstring>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "orvamesh/platform/system_root.h"
+#include "orvamesh/utils/exception.h"
+#include "support/log_capture.h"
+#include "utils/random_seam.h"
+
+namespace {
+
+using ORVA::MESH::SDK::Mac;
+using orva::net::utils::IPAddress;
+using orva::test::LogCapture;
+
+// The error lines written from the mac source, with their "mac:<line> " prefix checked and
+// removed.
+std::vector<std::string> MacErrors(const LogCapture& capture) {
+  static const std::regex prefix("^mac:[0-9]+ ");
+  std::vector<std::string> texts;
+  for (const auto& line : capture.Lines()) {
+    EXPECT_EQ(line.priority, LOG_ERR) << line.text;
+    EXPECT_TRUE(std::regex_search(line.text, prefix)) << line.text;
+    texts.push_back(std::regex_replace(line.text, prefix, ""));
+  }
+  return texts;
+}
+
+TEST(MacValue, DefaultsToTheZeroAddressAndPrintsLowerCase) {
+  EXPECT_EQ(Mac().ToString(), "00:00:00:00:00:00");
+  EXPECT_TRUE(Mac().IsValid());
+  EXPECT_EQ(Mac("00:24:E7:AB:CD:EF").ToString(), "00:24:e7:ab:cd:ef");
+  ether_addr raw{{0x84, 0x3a, 0x5b, 0x00, 0x10, 0xff}};
+  EXPECT_EQ(Mac(raw).ToString(), "84:3a:5b:00:10:ff");
+  std::ostringstream out;
+  out << Mac("00:24:e7:01:02:03");
+  EXPECT_EQ(out.str(), "00:24:e7:01:02:03");
+}
+
+TEST(MacValue, KeepsTheTextOfSomethingThatIsNoAddress) {
+  Mac bad("not a mac");
+  EXPECT_FALSE(bad.IsValid());
+  EXPECT_EQ(bad.ToString(), "not a mac");
+  EXPECT_NE(bad, Mac());
+}
+
+TEST(MacValue, OrdersByOctetsAndWorksAsAMapKey) {
+  std::map<Mac, int> byMac{{Mac("00:24:e7:00:00:02"), 2}, {Mac("00:24:e7:00:00:01"), 1},
+                           {Mac("00:24:E7:00:00:01"), 3}, {Mac("ff:00:00:00:00:00"), 4}};
+  ASSERT_EQ(byMac.size(), 3u);
+  EXPECT_EQ(byMac.begin()->first.ToString(), "00:24:e7:00:00:01");
+  EXPECT_EQ(byMac.rbegin()->first.ToString(), "ff:00:00:00:00:00");
+  // Text order would put "0a" after "09" as well; the check is that ordering is by value.
+  EXPECT_LT(Mac("09:ff:ff:ff:ff:ff"), Mac("0a:00:00:00:00:00"));
+}
+
+TEST(MacValue, RoundTripsThroughBinaryArchivesAsAMapKey) {
+  const std::map<Mac, Mac> topology{{Mac("00:24:e7:01:02:03"), Mac("16:24:e7:01:02:03")},
+                                    {Mac("84:3a:5b:aa:bb:cc"), Mac("bogus")}};
+  std::stringstream buffer;
+  {
+    boost::archive::binary_oarchive out(buffer, boost::archive::no_header);
+    out << topology;
+  }
+  std::map<Mac, Mac> back;
+  boost::archive::binary_iarchive in(buffer, boost::archive::no_header);
+  in >> back;
+  EXPECT_EQ(back, topology);
+  EXPECT_FALSE(back.at(Mac("84:3a:5b:aa:bb:cc")).IsValid());
+}
+
+TEST(MacValue, ToEtherAddrGivesTheOctetsAndThrowsForNoAddress) {
+  const ether_addr raw = Mac("00:24:e7:01:02:ff").ToEtherAddr();
+  const unsigned char expected[6] = {0x00, 0x24, 0xe7, 0x01, 0x02, 0xff};
+  EXPECT_EQ(0, std::memcmp(raw.ether_addr_octet, expected, 6));
+  try {
+    Mac("00:24:e7").ToEtherAddr();
+    FAIL() << "no exception";
+  } catch (const ORVA::MESH::SDK::Exception::RuntimeException& e) {
+    EXPECT_TRUE(std::regex_match(e.what(), std::regex("mac:ToEtherAddr:[0-9]+: Not a formalized MAC"))) << e.what();
+  }
+}
+
+TEST(MacText, StrToMacNeedsSeventeenCharactersOfColonSeparatedOctets) {
+  struct Case {
+    std::string text;
+    int result;
+    const char* error;
+  } cases[] = {
+      {"00:24:e7:01:02:03", 0, nullptr},
+      {"00:24:E7:AB:cd:Ef", 0, nullptr},
+      {"00:24:e7:01:02:0", -1, "Invalid MAC length [16]: 00:24:e7:01:02:0"},
+      {"00:24:e7:01:02:034", -1, "Invalid MAC length [18]: 00:24:e7:01:02:034"},
+      {"", -1, "Invalid MAC length [0]: "},
+      {"00-24-e7-01-02-03", -1, "Invalid MAC format: 00-24-e7-01-02-03"},
+      {"0g:24:e7:01:02:03", -1, "Invalid MAC format: 0g:24:e7:01:02:03"},
+      {"+1:+2:+3:+4:+5:+6", -1, "Invalid MAC format: +1:+2:+3:+4:+5:+6"},
+      {"a:bb:cc:dd:ee:fff", -1, "Invalid MAC format: a:bb:cc:dd:ee:fff"},
+  };
+  for (const Case& c : cases) {
+    LogCapture capture;
+    ether_addr raw{{9, 9, 9, 9, 9, 9}};
+    EXPECT_EQ(Mac::StrToMac(c.text, raw), c.result) << c.text;
+    if (c.error == nullptr) {
+      std::string back;
+      EXPECT_EQ(Mac::MacToStr(raw, back), 0);
+      EXPECT_EQ(back, Mac(c.text).ToString());
+      EXPECT_TRUE(capture.Lines().empty());
+    } else {
+      EXPECT_EQ(MacErrors(capture), std::vector<std::string>{c.error});
+    }
+  }
+}
+
+TEST(MacText, NullBuffersAreRefused) {
+  LogCapture capture;
+  std::string text;
+  EXPECT_EQ(Mac::MacToStr(static_cast<const unsigned char*>(nullptr), text), -1);
+  EXPECT_EQ(Mac::StrToMac("00:24:e7:01:02:03", static_cast<unsigned char*>(nullptr)), -1);
+  EXPECT_EQ(MacErrors(capture).size(), 2u);
+}
+
+TEST(MacText, PartsOfTheTextForm) {
+  const Mac mac("84:3A:5B:0C:0D:0E");
+  std::string oui, device, digits;
+  EXPECT_EQ(Mac::ExtractOUI(mac, oui), 0);
+  EXPECT_EQ(Mac::ExcludeOUI(mac, device), 0);
+  EXPECT_EQ(Mac::ExcludeColon(mac, digits), 0);
+  EXPECT_EQ(oui, "84:3a:5b");
+  EXPECT_EQ(device, "0c:0d:0e");
+  EXPECT_EQ(digits, "843a5b0c0d0e");
+
+  LogCapture capture;
+  const Mac bad("84:3a:5b");
+  EXPECT_EQ(Mac::ExtractOUI(bad, oui), -1);
+  EXPECT_EQ(Mac::ExcludeOUI(bad, device), -1);
+  EXPECT_EQ(Mac::ExcludeColon(bad, digits), -1);
+  EXPECT_EQ(MacErrors(capture), std::vector<std::string>(3, "Please give a valid mac address"));
+}
+
+TEST(MacPrefix, EveryTableRowTranslatesBothMakerOuis) {
+  using Convert = int (*)(const Mac&, Mac&);
+  struct Case {
+    Convert convert;
+    const char* in;
+    const char* out;
+  } cases[] = {
+      {Mac::ConvertToOrvaGuestPrefix, "00:24:e7:aa:bb:cc", "02:24:e7:aa:bb:cc"},
+      {Mac::ConvertToOrvaGuestPrefix, "84:3a:5b:aa:bb:cc", "86:3a:5b:aa:bb:cc"},
+      {Mac::ConvertToOrvaBackhaulPrefix, "00:24:e7:01:02:03", "16:24:e7:01:02:03"},
+      {Mac::ConvertToOrvaBackhaulPrefix, "84:3a:5b:01:02:03", "9a:3a:5b:01:02:03"},
+      {Mac::ConvertToOrvaBackhaulSTAPrefix, "00:24:E7:01:02:03", "12:24:e7:01:02:03"},
+      {Mac::ConvertToOrvaBackhaulSTAPrefix, "84:3a:5b:01:02:03", "96:3a:5b:01:02:03"},
+  };
+  for (const Case& c : cases) {
+    Mac out;
+    EXPECT_EQ(c.convert(Mac(c.in), out), 0) << c.in;
+    EXPECT_EQ(out.ToString(), c.out);
+  }
+}
+
+TEST(MacPrefix, OtherOuisAndDerivedAddressesAreRefusedNotTranslated) {
+  LogCapture capture;
+  Mac out("00:00:00:00:00:09");
+  EXPECT_EQ(Mac::ConvertToOrvaGuestPrefix(Mac("00:11:22:33:44:55"), out), -1);
+  // A derived address is not a device address: translating twice is refused.
+  EXPECT_EQ(Mac::ConvertToOrvaBackhaulPrefix(Mac("02:24:e7:33:44:55"), out), -1);
+  EXPECT_EQ(Mac::ConvertToOrvaBackhaulSTAPrefix(Mac("zz"), out), -1);
+  EXPECT_EQ(MacErrors(capture), (std::vector<std::string>{
+                                    "The input mac does not start with Velanto OUI: 00:11:22:33:44:55",
+                                    "The input mac does not start with Velanto OUI: 02:24:e7:33:44:55",
+                                    "The input mac is invalid: zz",
+                                }));
+}
+
+TEST(MacPrefix, CustomMappingsAreUsedAsGiven) {
+  Mac out;
+  EXPECT_EQ(Mac::ConvertPrefixByMapping(Mac("aa:bb:cc:01:02:03"), {{"aa:bb:cc", "02:00:00"}}, out), 0);
+  EXPECT_EQ(out.ToString(), "02:00:00:01:02:03");
+}
+
+TEST(MacPrefix, BackhaulPrefixRecognition) {
+  struct Case {
+    const char* mac;
+    bool backhaul;
+  } cases[] = {
+      {"16:24:e7:00:00:01", true},  {"9a:3a:5b:00:00:01", true},  {"9A:3A:5B:ff:ff:ff", true},
+      {"84:3a:5b:00:00:01", false}, {"00:24:e7:00:00:01", false}, {"12:24:e7:00:00:01", false},
+      {"02:24:e7:00:00:01", false}, {"not-a-mac", false},
+  };
+  LogCapture capture;
+  for (const Case& c : cases) EXPECT_EQ(Mac(c.mac).IsOrvaBackhaulPrefix(), c.backhaul) << c.mac;
+  EXPECT_EQ(Mac::GetOrvaBackhaulPrefixList(), (std::vector<std::string>{"16:24:e7", "9a:3a:5b"}));
+}
+
+TEST(MacArithmetic, CarriesAcrossOctetsAndRefusesToLeaveTheRange) {
+  struct Case {
+    const char* in;
+    int operand;
+    const char* out;  // nullptr: refused
+  } cases[] = {
+      {"00:24:e7:00:00:ff", 1, "00:24:e7:00:01:00"},
+      {"00:24:e7:00:01:00", -256, "00:24:e7:00:00:00"},
+      {"00:24:e7:ff:ff:ff", 1, "00:24:e8:00:00:00"},
+      {"00:24:e7:00:00:00", -1, "00:24:e6:ff:ff:ff"},
+      {"00:24:e7:01:02:03", 0, "00:24:e7:01:02:03"},
+      {"00:00:00:00:00:00", 2147483647, "00:00:7f:ff:ff:ff"},
+      {"ff:ff:ff:ff:ff:fe", 1, "ff:ff:ff:ff:ff:ff"},
+      {"00:00:00:00:00:01", -1, "00:00:00:00:00:00"},
+      {"ff:ff:ff:ff:ff:ff", 1, nullptr},
+      {"ff:ff:ff:ff:ff:00", 256, nullptr},
+      {"00:00:00:00:00:00", -1, nullptr},
+      {"00:00:00:00:00:05", -2147483647 - 1, nullptr},
+  };
+  for (const Case& c : cases) {
+    LogCapture capture;
+    Mac out;
+    EXPECT_EQ(Mac::CalculateMac(Mac(c.in), c.operand, out), c.out ? 0 : -1) << c.in << " " << c.operand;
+    if (c.out != nullptr) {
+      EXPECT_EQ(out.ToString(), c.out);
+    } else {
+      EXPECT_EQ(MacErrors(capture), std::vector<std::string>{"Failed to calculate new MAC with operand: " +
+                                                             std::to_string(c.operand) + ", MAC:" + c.in});
+    }
+  }
+}
+
+TEST(MacArithmetic, RefusesAnInvalidInput) {
+  LogCapture capture;
+  Mac out;
+  EXPECT_EQ(Mac::CalculateMac(Mac("00:24:e7:00:00"), 1, out), -1);
+  EXPECT_EQ(MacErrors(capture), std::vector<std::string>{"The input mac is invalid: 00:24:e7:00:00"});
+}
+
+TEST(MacRandom, PrefixesHaveColonsInPlaceAndTheLocalBitSet) {
+  const std::regex digitsAndColons("^([0-9a-f]{2}:)*[0-9a-f]{0,2}$");
+  for (unsigned char length : {0, 1, 2, 3, 8, 16, 17}) {
+    for (int round = 0; round < 20; ++round) {
+      std::string out = "stale";
+      ASSERT_EQ(Mac::GenRandomLocalPrefixMac(length, out), 0);
+      ASSERT_EQ(out.size(), length);
+      EXPECT_TRUE(std::regex_match(out, digitsAndColons)) << out;
+      if (length >= 2) {
+        const int second = std::stoi(out.substr(1, 1), nullptr, 16);
+        EXPECT_TRUE(second & 0x2) << out;
+      }
+    }
+  }
+}
+
+TEST(MacRandom, FullLengthPrefixesAreAddressesAndVary) {
+  std::set<std::string> seen;
+  for (int round = 0; round < 16; ++round) {
+    std::string out;
+    ASSERT_EQ(Mac::GenRandomLocalPrefixMac(Mac::MAC_ADDR_LENGTH, out), 0);
+    EXPECT_TRUE(Mac(out).IsValid()) << out;
+    seen.insert(out);
+  }
+  EXPECT_GT(seen.size(), 1u);
+}
+
+TEST(MacRandom, RefusesLengthsBeyondAnAddress) {
+  for (unsigned char length : {18, 255}) {
+    LogCapture capture;
+    std::string out;
+    EXPECT_EQ(Mac::GenRandomLocalPrefixMac(length, out), -1);
+    EXPECT_EQ(MacErrors(capture),
+              std::vector<std::string>{"random mac size can not be bigger than MAC_ADDR_LENGTH."});
+  }
+}
+
+TEST(MacRandom, ReportsAMissingRandomSource) {
+  ORVA::MESH::SDK::Seam::ScopedRandomOverride random;
+  random->getrandom = [](void*, size_t, unsigned) -> ssize_t {
+    errno = ENOSYS;
+    return -1;
+  };
+  // No getrandom and no random device below the root.
+  struct RootGuard {
+    std::string saved = orva::platform::SystemRoot::Get();
+    ~RootGuard() { orva::platform::SystemRoot::Set(saved); }
+  } rootGuard;
+  orva::platform::SystemRoot::Set("/nonexistent-orva-root");
+  LogCapture capture;
+  std::string out;
+  EXPECT_EQ(Mac::GenRandomLocalPrefixMac(8, out), -1);
+  Mac mac;
+  EXPECT_EQ(Mac::ConvertToRandomOUIPrefix(Mac("00:24:e7:01:02:03"), mac), -1);
+  EXPECT_TRUE(capture.Contains("Failed to generate a random seed."));
+  EXPECT_TRUE(capture.Contains("Failed to generate random prefix mac."));
+}
+
+TEST(MacRandom, RandomOuiKeepsTheDevicePart) {
+  Mac out;
+  ASSERT_EQ(Mac::ConvertToRandomOUIPrefix(Mac("00:24:e7:01:02:03"), out), 0);
+  EXPECT_TRUE(out.IsValid());
+  EXPECT_EQ(out.ToString().substr(8), ":01:02:03");
+  EXPECT_TRUE(std::stoi(out.ToString().substr(0, 2), nullptr, 16) & 0x2) << out;
+
+  LogCapture capture;
+  EXPECT_EQ(Mac::ConvertToRandomOUIPrefix(Mac("x"), out), -1);
+  EXPECT_EQ(MacErrors(capture), std::vector<std::string>{"The input mac is invalid: x"});
+}
+
+TEST(MacFromLinkLocal, ReversesModifiedEui64) {
+  struct Case {
+    const char* address;
+    const char* mac;
+  } cases[] = {
+      {"fe80::0224:e7ff:fe01:0203", "00:24:e7:01:02:03"},
+      {"fe80::863a:5bff:fe0a:0b0c", "84:3a:5b:0a:0b:0c"},
+      {"fe80::0024:e7ff:fe01:0203", "02:24:e7:01:02:03"},
+      // The ff:fe filler is not checked.
+      {"fe80::0224:e712:3401:0203", "00:24:e7:01:02:03"},
+      {"febf::0224:e7ff:fe01:0203", "00:24:e7:01:02:03"},
+  };
+  for (const Case& c : cases) {
+    Mac out;
+    EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress(c.address), out), 0) << c.address;
+    EXPECT_EQ(out.ToString(), c.mac);
+  }
+}
+
+TEST(MacFromLinkLocal, RefusesOtherAddresses) {
+  LogCapture capture;
+  Mac out;
+  EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress("2001:db8::224:e7ff:fe01:203"), out), -1);
+  EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress("169.254.1.2"), out), -1);
+  EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress("ff02::1"), out), -1);
+  EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress(), out), -1);
+  EXPECT_EQ(MacErrors(capture), (std::vector<std::string>{
+                                    "Can't parse mac from non link local address [2001:db8::224:e7ff:fe01:203].",
+                                    "Can't parse mac from non link local address [169.254.1.2].",
+                                    "Can't parse mac from non link local address [ff02::1].",
+                                    "Failed to convert address [] to binary format.",
+                                }));
+}
+
+}  // namespace

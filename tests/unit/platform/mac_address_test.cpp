@@ -1,0 +1,67 @@
+#include "orvamesh/platform/mac_address.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sstream>
+#include <string>
+
+namespace {
+
+using orva::net::utils::MacAddress;
+
+TEST(MacAddress, AcceptsTheUsualTextFormsAndPrintsOneCanonicalForm) {
+  struct Case {
+    const char* text;
+    const char* canonical;  // nullptr: not an address
+  } cases[] = {
+      {"00:24:e7:01:02:03", "00:24:e7:01:02:03"},
+      {"00:24:E7:AB:CD:EF", "00:24:e7:ab:cd:ef"},
+      {"00-24-e7-ab-cd-ef", "00:24:e7:ab:cd:ef"},
+      {"0024E7abcdef", "00:24:e7:ab:cd:ef"},
+      {"ff:ff:ff:ff:ff:ff", "ff:ff:ff:ff:ff:ff"},
+      {"", nullptr},
+      {"00:24:e7:01:02", nullptr},
+      {"00:24:e7:01:02:03:04", nullptr},
+      {"00:24-e7:01:02:03", nullptr},
+      {"00.24.e7.01.02.03", nullptr},
+      {"0:24:e7:01:02:034", nullptr},
+      {"00:24:e7:01:02:0g", nullptr},
+      {"0024e7abcde", nullptr},
+      {"0x24e7abcdef", nullptr},
+      {"1000000000000", nullptr},
+  };
+  for (const Case& c : cases) {
+    const MacAddress address{std::string(c.text)};
+    EXPECT_EQ(address.IsValid(), c.canonical != nullptr) << c.text;
+    EXPECT_EQ(address.ToString(), c.canonical ? c.canonical : c.text);
+  }
+}
+
+TEST(MacAddress, ConvertsToAndFromEtherAddr) {
+  const ether_addr raw{{0x84, 0x3a, 0x5b, 0x00, 0x7f, 0x80}};
+  const MacAddress address(raw);
+  EXPECT_EQ(address.ToString(), "84:3a:5b:00:7f:80");
+  ether_addr back{};
+  ASSERT_TRUE(address.ToEtherAddr(back));
+  EXPECT_EQ(MacAddress(back), address);
+
+  ether_addr untouched{{1, 2, 3, 4, 5, 6}};
+  EXPECT_FALSE(MacAddress(std::string("junk")).ToEtherAddr(untouched));
+  EXPECT_EQ(untouched.ether_addr_octet[0], 1);
+}
+
+TEST(MacAddress, OrdersValidAddressesByValueAndKeepsInvalidOnesApart) {
+  std::set<MacAddress> set{MacAddress(std::string("00:00:00:00:00:02")), MacAddress(std::string("0000000000-2")),
+                           MacAddress(std::string("00:00:00:00:00:01")), MacAddress(std::string("000000000001")),
+                           MacAddress(std::string("bad")), MacAddress(std::string("bad"))};
+  ASSERT_EQ(set.size(), 4u);
+  EXPECT_FALSE(set.begin()->IsValid());
+  EXPECT_EQ(set.rbegin()->ToString(), "00:00:00:00:00:02");
+  EXPECT_EQ(MacAddress(), MacAddress(std::string("00:00:00:00:00:00")));
+  std::ostringstream out;
+  out << MacAddress(std::string("0A0B0C0D0E0F"));
+  EXPECT_EQ(out.str(), "0a:0b:0c:0d:0e:0f");
+}
+
+}  // namespace
