@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <mutex>
 
 #include "orvamesh/platform/system_root.h"
@@ -23,6 +24,7 @@ constexpr long kDefaultTimeoutSeconds = 30;
 // An answer larger than this is cut off and the call fails: no web API answer comes near it.
 constexpr std::size_t kMaxAnswerBytes = 16 << 20;
 constexpr long kLoginRefused = 401;
+constexpr int kWatchMs = 200;
 
 // The connection and TLS-session cache shared by every manager between Init and CleanUp.
 // Managers keep it alive while they run, so CleanUp never pulls it from under a batch.
@@ -96,6 +98,12 @@ struct CredRequest::State {
   std::string body;
   std::string answer;
   bool overflow = false;
+  // Stall watch: the call ends when no byte moved either way for `stallLimit`.
+  std::chrono::steady_clock::duration stallLimit{};
+  std::chrono::steady_clock::time_point lastActivity{};
+  curl_off_t lastDown = 0;
+  curl_off_t lastUp = 0;
+  bool stalled = false;
   CURLcode result = CURLE_OK;
   long status = 0;
   bool done = false;
@@ -118,6 +126,20 @@ size_t CollectAnswer(char* data, size_t size, size_t count, void* userdata) {
   }
   state->answer.append(data, bytes);
   return bytes;
+}
+
+int WatchStall(void* userdata, curl_off_t, curl_off_t dlnow, curl_off_t, curl_off_t ulnow) {
+  auto* state = static_cast<CredRequest::State*>(userdata);
+  const auto now = std::chrono::steady_clock::now();
+  if (dlnow != state->lastDown || ulnow != state->lastUp) {
+    state->lastDown = dlnow;
+    state->lastUp = ulnow;
+    state->lastActivity = now;
+    return 0;
+  }
+  if (now - state->lastActivity < state->stallLimit) return 0;
+  state->stalled = true;
+  return 1;
 }
 
 }  // namespace
@@ -240,10 +262,12 @@ int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& s
   ok = ok && curl_easy_setopt(easy, CURLOPT_USERNAME, credentials.user.c_str()) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_PASSWORD, credentials.password.c_str()) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT, timeout) == CURLE_OK;
-  // A stalled answer (nothing received for the whole time-out) ends the call; a slow but
-  // moving upload does not.
-  ok = ok && curl_easy_setopt(easy, CURLOPT_LOW_SPEED_LIMIT, 1L) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_LOW_SPEED_TIME, timeout) == CURLE_OK;
+  // A stalled answer (nothing moved for the whole time-out) ends the call; a slow but moving
+  // upload does not. curl's own low-speed check averages over seconds and reacts too late.
+  state->stallLimit = std::chrono::seconds(timeout);
+  ok = ok && curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &WatchStall) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_XFERINFODATA, state.get()) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CollectAnswer) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_WRITEDATA, state.get()) == CURLE_OK;
@@ -288,7 +312,14 @@ bool CredRequestMgr::Run() {
   int added = 0;
   for (auto& request : requests_) {
     CredRequest::State& state = *request->state_;
-    if (state.mime != nullptr) curl_easy_setopt(state.easy, CURLOPT_MIMEPOST, state.mime);
+    if (state.mime != nullptr) {
+      // The multipart body brings its own Content-Type with the boundary.
+      curl_slist_free_all(state.headers);
+      state.headers = curl_slist_append(nullptr, "Expect:");
+      curl_easy_setopt(state.easy, CURLOPT_HTTPHEADER, state.headers);
+      curl_easy_setopt(state.easy, CURLOPT_MIMEPOST, state.mime);
+    }
+    state.lastActivity = std::chrono::steady_clock::now();
     curl_easy_setopt(state.easy, CURLOPT_PRIVATE, &state);
     const CURLMcode code = curl_multi_add_handle(multi, state.easy);
     if (code != CURLM_OK) {
@@ -301,7 +332,8 @@ bool CredRequestMgr::Run() {
   int running = added;
   while (running > 0) {
     CURLMcode code = curl_multi_perform(multi, &running);
-    if (code == CURLM_OK && running > 0) code = curl_multi_poll(multi, nullptr, 0, 1000, nullptr);
+    // Woken at least every kWatchMs so stalled calls are noticed on time.
+    if (code == CURLM_OK && running > 0) code = curl_multi_poll(multi, nullptr, 0, kWatchMs, nullptr);
     if (code != CURLM_OK) {
       if (error_ == kNone) error_ = kMultiError + code;
       ok = false;
@@ -316,6 +348,9 @@ bool CredRequestMgr::Run() {
     if (state == nullptr) continue;
     state->done = true;
     state->result = message->data.result;
+    if (state->result == CURLE_ABORTED_BY_CALLBACK && state->stalled) {
+      state->result = CURLE_OPERATION_TIMEDOUT;
+    }
     curl_easy_getinfo(message->easy_handle, CURLINFO_RESPONSE_CODE, &state->status);
   }
   for (auto& request : requests_) {

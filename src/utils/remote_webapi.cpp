@@ -142,6 +142,7 @@ int SendWebAPIsRetry(const std::vector<RemoteRequest>& requests, std::vector<Res
   for (size_t i = 0; i < pending.size(); ++i) pending[i] = i;
   // Wraps to 0 for the largest count on purpose: no pass runs and the call "succeeds".
   const unsigned int passes = retries + 1;
+  int result = 0;
   for (unsigned int pass = 0; pass < passes && !pending.empty(); ++pass) {
     std::vector<RemoteRequest> batch;
     batch.reserve(pending.size());
@@ -155,8 +156,9 @@ int SendWebAPIsRetry(const std::vector<RemoteRequest>& requests, std::vector<Res
       if (k >= answers.size() || !answers[k].IsSuccess()) next.push_back(pending[k]);
     }
     pending = std::move(next);
+    result = pending.empty() ? 0 : -1;
   }
-  return pending.empty() ? 0 : -1;
+  return result;
 }
 
 int SendWebAPIsRetryNonBlocking(const std::vector<RemoteRequest>& requests, unsigned int retries,
