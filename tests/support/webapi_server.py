@@ -111,14 +111,15 @@ class Handler(http.server.BaseHTTPRequestHandler):
 
     def setup(self):
         super().setup()
+        self.refused = False
         try:
             self.request.do_handshake()
         except (ssl.SSLError, OSError):
-            self.close_connection = True
-            self.rfile = None
+            # The client did not accept our certificate: nothing to serve.
+            self.refused = True
 
     def handle(self):
-        if self.rfile is None:
+        if self.refused:
             return
         try:
             super().handle()
