@@ -124,7 +124,13 @@ int ExecWebAPI(Json::Value& answer, bool& success, const std::string& api, int v
                const std::string& method, const Json::Value& params) {
   success = false;
   answer = Json::Value();
-  const bool made = orva::platform::ApiRunner::Exec(answer, api, version, method, params, "admin");
+  bool made = false;
+  try {
+    made = orva::platform::ApiRunner::Exec(answer, api, version, method, params, "admin");
+  } catch (const std::exception& error) {
+    // An in-process backend that throws has not made the call.
+    ORVA_LOG_ERR("Local webapi backend failed: %s", error.what());
+  }
   const Response response(answer, api, version, method);
   if (!made || !response.IsValid()) {
     ORVA_LOG_ERR("Fail to get Webapi response api=[%s] method=[%s] version= [%d] param=[%s], "

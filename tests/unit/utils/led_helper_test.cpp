@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -57,6 +58,7 @@ class LedHelperTest : public ::testing::Test {
                                                     const std::string& method, const Json::Value& params,
                                                     const std::string& user) {
       calls_.push_back({api, version, method, params, user});
+      if (throwing_) throw std::runtime_error("backend down");
       answer = answer_;
       return reachable_;
     });
@@ -72,6 +74,7 @@ class LedHelperTest : public ::testing::Test {
   std::vector<LocalCall> calls_;
   Json::Value answer_ = Parse(R"({"success": true})");
   bool reachable_ = true;
+  bool throwing_ = false;
 };
 
 TEST_F(LedHelperTest, ExecWebAPIRunsAsAdminAndSortsAnswersByShape) {
@@ -105,6 +108,11 @@ TEST_F(LedHelperTest, ExecWebAPIRunsAsAdminAndSortsAnswersByShape) {
   }
   ASSERT_EQ(calls_.size(), cases.size());
   EXPECT_EQ(calls_[0].user, "admin");
+  throwing_ = true;
+  Json::Value answer;
+  bool success = true;
+  EXPECT_EQ(ORVA::MESH::SDK::Utils::ExecWebAPI(answer, success, "A.B", 1, "get", Json::Value()), -1);
+  EXPECT_FALSE(success);
   EXPECT_EQ(calls_[0].version, 3);
 }
 
