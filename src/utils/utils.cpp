@@ -1,14 +1,19 @@
 #include "orvamesh/utils/utils.h"
 
 #include <fcntl.h>
+#include <json/json.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
+#include "orvamesh/platform/api_runner.h"
+#include "orvamesh/platform/ip_address.h"
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/log.h"
+#include "orvamesh/utils/response.h"
 #include "utils/random_seam.h"
 
 namespace ORVA::MESH::SDK::Utils {
@@ -64,6 +69,84 @@ int GenRandomSeed() {
 
 
 // --- threads and web API ------------------------------------------------------------------
+
+namespace {
+
+std::string CompactJson(const Json::Value& value) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, value);
+}
+
+}  // namespace
+
+int AddIPv6LinkLocalZoneIndex(const std::string& host, std::string& out,
+                              const std::string& ifname) {
+  if (ifname.empty()) {
+    ORVA_LOG_ERR("Cannot pass empty string as interface name");
+    return -1;
+  }
+  try {
+    out = orva::net::utils::IPAddress::AppendIPv6LinkLocalIndex(host, ifname);
+    return 0;
+  } catch (const std::exception& error) {
+    ORVA_LOG_ERR("Cannot add the zone of [%s] to [%s]: %s", ifname.c_str(), host.c_str(),
+                 error.what());
+    return -1;
+  }
+}
+
+int CreatePThread(pthread_t* tid, void* (*body)(void*), void* arg, bool detached,
+                  size_t stackSize) {
+  pthread_attr_t attr;
+  int rc = pthread_attr_init(&attr);
+  if (rc != 0) return rc;
+  if (stackSize > 0) rc = pthread_attr_setstacksize(&attr, stackSize);
+  if (rc == 0 && detached) rc = pthread_attr_setdetachstate(&attr, PTHREAD_CREATE_DETACHED);
+  if (rc == 0) {
+    // The new thread inherits the mask: signals stay with the threads that handle them.
+    sigset_t all;
+    sigset_t previous;
+    sigfillset(&all);
+    rc = pthread_sigmask(SIG_SETMASK, &all, &previous);
+    if (rc == 0) {
+      pthread_t thread;
+      rc = pthread_create(&thread, &attr, body, arg);
+      pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+      if (rc == 0 && tid != nullptr) *tid = thread;
+    }
+  }
+  pthread_attr_destroy(&attr);
+  return rc;
+}
+
+int ExecWebAPI(Json::Value& answer, bool& success, const std::string& api, int version,
+               const std::string& method, const Json::Value& params) {
+  success = false;
+  answer = Json::Value();
+  bool made = false;
+  try {
+    made = orva::platform::ApiRunner::Exec(answer, api, version, method, params, "admin");
+  } catch (const std::exception& error) {
+    // An in-process backend that throws has not made the call.
+    ORVA_LOG_ERR("Local webapi backend failed: %s", error.what());
+  }
+  const Response response(answer, api, version, method);
+  if (!made || !response.IsValid()) {
+    ORVA_LOG_ERR("Fail to get Webapi response api=[%s] method=[%s] version= [%d] param=[%s], "
+                 "result:[%s]",
+                 api.c_str(), method.c_str(), version, CompactJson(params).c_str(),
+                 CompactJson(answer).c_str());
+    return -1;
+  }
+  if (!response.IsSuccess()) {
+    ORVA_LOG_ERR("Fail to execute [%s][%s][%s]: [%d]", api.c_str(), method.c_str(),
+                 CompactJson(params).c_str(), response.GetErrorCode());
+    return 0;
+  }
+  success = true;
+  return 0;
+}
 
 
 

@@ -23,3 +23,27 @@ ORVA_EXPORT int GenRandomSeed();
 // --- threads and web API ------------------------------------------------------------------
 
 }  // namespace ORVA::MESH::SDK::Utils
+
+namespace Json {
+class Value;
+}  // namespace Json
+
+namespace ORVA::MESH::SDK::Utils {
+
+// `host` qualified with the zone of `ifname` when it is an IPv6 link-local address (see
+// orva::net::utils::IPAddress), else unchanged. -1 for an empty or unknown interface name.
+ORVA_EXPORT int AddIPv6LinkLocalZoneIndex(const std::string& host, std::string& out,
+                                          const std::string& ifname);
+
+// Starts a thread running body(arg) with a stack of `stackSize` bytes (0: the default) and
+// every signal blocked; detached when asked. 0 on success, else the pthread error number.
+ORVA_EXPORT int CreatePThread(pthread_t* tid, void* (*body)(void*), void* arg, bool detached,
+                              size_t stackSize);
+
+// Runs one call of the local web API as the user "admin" (orva::platform::ApiRunner). -1 when
+// the call could not be made or the answer is ill-formed; otherwise 0 with `success` saying
+// whether the answer reports success. `answer` gets the answer document.
+ORVA_EXPORT int ExecWebAPI(Json::Value& answer, bool& success, const std::string& api,
+                           int version, const std::string& method, const Json::Value& params);
+
+}  // namespace ORVA::MESH::SDK::Utils
