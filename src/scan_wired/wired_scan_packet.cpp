@@ -1,0 +1,51 @@
+#include "scan_wired/wired_scan_packet.h"
+
+#include <mutex>
+
+#include "orvamesh/scan_wired/scan_header.h"
+#include "orvamesh/utils/exception.h"
+
+namespace ORVA::MESH::SDK::ScanWired {
+
+void InitSodium() {
+  // A function-local static is initialised exactly once even when threads race here.
+  static const int status = sodium_init();
+  if (status < 0) {
+    ORVA_THROW(Exception::RuntimeException, "Fail to initialize libsodium");
+  }
+}
+
+namespace Detail {
+
+std::vector<unsigned char> FramePayload(const std::vector<unsigned char>& payload) {
+  const auto header = ScanHeader(1, static_cast<unsigned short>(payload.size())).SerializeHeader();
+  std::vector<unsigned char> packet;
+  packet.reserve(header->size() + payload.size());
+  packet.insert(packet.end(), header->begin(), header->end());
+  packet.insert(packet.end(), payload.begin(), payload.end());
+  return packet;
+}
+
+std::string PayloadLimitMessage(unsigned long payloadSize) {
+  return "Payload size [" + std::to_string(payloadSize) + "] exceed header payload field upper limit [" +
+         std::to_string(kMaxPayloadSize) + "]";
+}
+
+std::string PacketLimitMessage(unsigned long packetSize) {
+  return "Packet size [" + std::to_string(packetSize) + "] exceed spec upper limit [" +
+         std::to_string(kMaxPacketSize) + "]";
+}
+
+std::string PayloadMismatch(const std::vector<unsigned char>& datagram) {
+  const ScanHeader header = ScanHeader::ParseHeader(datagram, 0).first;
+  const unsigned long actual = datagram.size() - ScanHeader::kHeaderSize;
+  if (actual == header.GetPayloadSize()) return {};
+  return "Mistmatch between received packet payload size [" + std::to_string(actual) +
+         "] and payload size in header [" + std::to_string(header.GetPayloadSize()) + "]";
+}
+
+std::string TrailingBytesMessage() { return "Trailing bytes in packet"; }
+
+}  // namespace Detail
+
+}  // namespace ORVA::MESH::SDK::ScanWired

@@ -1,0 +1,86 @@
+#pragma once
+// Building and reading whole wired scan datagrams (header + payload), for the scan senders and
+// receivers. Not installed.
+//
+// Each function is defined in the source file of the role that uses it, so that its failures
+// carry that role's location:
+//   BuildProbePacket      scan_sender.cpp             reported as SendProbe
+//   ReadProbePacket       scan_listener.cpp           reported as ParsePacket
+//   EncryptPayload        scan_responder.cpp
+//   BuildResponsePacket   scan_responder.cpp          reported as Respond
+//   DecryptPayload        scan_response_receiver.cpp
+//   ReadResponsePacket    scan_response_receiver.cpp  reported as ParsePacket
+// All are reentrant and keep no state, so IO threads may call them concurrently. They throw
+// only the exceptions listed; a thrown call has produced nothing.
+#include <sodium.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvamesh/scan_wired/probe_packet.h"
+#include "orvamesh/scan_wired/response_packet.h"
+
+namespace ORVA::MESH::SDK::ScanWired {
+
+constexpr unsigned long kMaxPayloadSize = 65535;  // the header's 16-bit payload size field
+constexpr unsigned long kMaxPacketSize = 8192;    // header + payload, the protocol's limit
+constexpr unsigned long kKeySize = crypto_box_PUBLICKEYBYTES;
+static_assert(crypto_box_SECRETKEYBYTES == kKeySize, "both keys of a scan are 32 bytes");
+constexpr unsigned long kSealOverhead = crypto_box_SEALBYTES;  // 48
+
+// Initialises libsodium once per process; safe to call from any thread, cheap after the first
+// call. Everything below calls it; call it yourself before crypto_box_keypair. Throws
+// Exception::RuntimeException "Fail to initialize libsodium" when the library cannot start.
+void InitSodium();
+
+// Field stream → header(1, payload size) + stream. Throws Exception::RuntimeException
+// "Payload size [n] exceed header payload field upper limit [65535]" or
+// "Packet size [n] exceed spec upper limit [8192]".
+std::vector<unsigned char> BuildProbePacket(const ProbePacket& probe);
+
+// A received datagram → the probe it carries. Throws Exception::MalformedPacketException for
+// a short datagram, a payload size other than the header's ("Mistmatch between received packet
+// payload size [n] and payload size in header [m]"), a bad field stream and trailing bytes;
+// Exception::RuntimeException "Signature mistmatch" for a foreign signature; and lets
+// msgpack::type_error through for a payload element that is not an ext object.
+ProbePacket ReadProbePacket(const std::vector<unsigned char>& datagram);
+
+// Seals `payload` to `publicKey` (anonymous sealed box): payload size + 48 bytes. A key that is
+// not 32 bytes throws Exception::InvalidArgumentException "Invalid key size"; a failing seal
+// (a degenerate key) throws Exception::RuntimeException "Fail to encrypt payload".
+std::vector<unsigned char> EncryptPayload(std::shared_ptr<const std::vector<unsigned char>> payload,
+                                          const std::vector<unsigned char>& publicKey);
+
+// Field stream → sealed to `publicKey` → header(1, sealed size) + sealed stream. Throws as
+// EncryptPayload and with the two size messages of BuildProbePacket.
+std::vector<unsigned char> BuildResponsePacket(const ResponsePacket& response,
+                                               const std::vector<unsigned char>& publicKey);
+
+// Opens the sealed box in packet[offset..end) with the key pair. Throws
+// Exception::LogicException "ciphertext buffer offset exceed buffer size" for an offset past
+// the end, Exception::MalformedPacketException "ciphertext lesser than seal size" for fewer than
+// 48 bytes and "Fail to decrypt response" when the box does not open (wrong key, altered bytes);
+// keys that are not 32 bytes throw Exception::InvalidArgumentException "Invalid key size".
+std::vector<unsigned char> DecryptPayload(const std::vector<unsigned char>& packet, unsigned long offset,
+                                          const std::vector<unsigned char>& publicKey,
+                                          const std::vector<unsigned char>& secretKey);
+
+// A received datagram → the response it carries, opened with the scan's key pair. Throws as
+// ReadProbePacket and DecryptPayload.
+ResponsePacket ReadResponsePacket(const std::vector<unsigned char>& datagram,
+                                  const std::vector<unsigned char>& publicKey,
+                                  const std::vector<unsigned char>& secretKey);
+
+namespace Detail {
+// Header(1, payload.size()) + payload; the payload must fit the header (checked by callers).
+std::vector<unsigned char> FramePayload(const std::vector<unsigned char>& payload);
+std::string PayloadLimitMessage(unsigned long payloadSize);
+std::string PacketLimitMessage(unsigned long packetSize);
+// The part of the datagram after its header, checked against the header's payload size.
+// Returns an empty string when they agree, else the mismatch message.
+std::string PayloadMismatch(const std::vector<unsigned char>& datagram);
+std::string TrailingBytesMessage();
+}  // namespace Detail
+
+}  // namespace ORVA::MESH::SDK::ScanWired
