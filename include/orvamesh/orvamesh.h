@@ -1,11 +1,16 @@
 #pragma once
 // The whole public interface of liborvamesh. Including this one header is enough; the
 // per-concept headers below may also be included on their own.
+#include "orvamesh/compatibility/model_compatibility.h"
+#include "orvamesh/compatibility/version_compatibility.h"
+#include "orvamesh/compatibility/wifi_compatibility.h"
 #include "orvamesh/export.h"
 #include "orvamesh/mac.h"
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/platform/mac_address.h"
 #include "orvamesh/platform/system_root.h"
+#include "orvamesh/platform/wifi_client.h"
+#include "orvamesh/platform/wifi_model.h"
 #include "orvamesh/scan_wired/ethernet_scan_reply_entry.h"
 #include "orvamesh/scan_wired/msgpack_serializer.h"
 #include "orvamesh/scan_wired/probe_packet.h"
@@ -31,7 +36,9 @@
 #include "orvamesh/utils/address.h"
 #include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/utils/exception.h"
+#include "orvamesh/utils/interface.h"
 #include "orvamesh/utils/log.h"
+#include "orvamesh/utils/model.h"
 #include "orvamesh/utils/mutex.h"
 #include "orvamesh/utils/pipe_wrapper.h"
 #include "orvamesh/utils/rwlock.h"

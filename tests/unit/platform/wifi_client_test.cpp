@@ -1,0 +1,106 @@
+#include "orvamesh/platform/wifi_client.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "orvamesh/platform/system_root.h"
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using ORVA::Wifi::WifiClient;
+using orva::platform::SystemRoot;
+
+class WifiClientTest : public ::testing::Test {
+ protected:
+  void SetUp() override { SystemRoot::Set(root_.Path()); }
+  void TearDown() override { SystemRoot::Set(saved_); }
+  void WriteRegionFile(const std::string& content) { root_.WriteFile("etc/orvawifi/region.conf", content); }
+
+  std::string saved_ = SystemRoot::Get();
+  orva::test::TempDir root_;
+  orva::test::LogCapture capture_;
+  WifiClient client_;
+};
+
+TEST_F(WifiClientTest, ReadsTheLocalCountryFromTheRegionFile) {
+  struct Case {
+    const char* content;
+    const char* code;  // nullptr: no usable country
+  } cases[] = {
+      {"country_code=US\n", "US"},
+      {"# region\n\n  country_code = \"de\"  \r\nchannel=36\n", "DE"},
+      {"country_code=FR\ncountry_code=IT", "IT"},
+      {"#country_code=US\n", nullptr},
+      {"countrycode=US\n", nullptr},
+      {"country_code=\n", nullptr},
+      {"country_code=USA\n", nullptr},
+      {"country_code=1A\n", nullptr},
+      {"", nullptr},
+  };
+  for (const Case& c : cases) {
+    WriteRegionFile(c.content);
+    capture_.Clear();
+    std::string code = "untouched";
+    EXPECT_EQ(client_.GetLocalCountryCode(code), c.code ? 0 : -1) << c.content;
+    EXPECT_EQ(code, c.code ? c.code : "untouched");
+    EXPECT_EQ(capture_.Lines().size(), c.code ? 0u : 1u) << c.content;
+  }
+}
+
+TEST_F(WifiClientTest, AMissingRegionFileIsAFailure) {
+  std::string code;
+  EXPECT_EQ(client_.GetLocalCountryCode(code), -1);
+  EXPECT_TRUE(capture_.Contains(root_.Path() + "/etc/orvawifi/region.conf"));
+}
+
+TEST_F(WifiClientTest, ParsesCapabilityStrings) {
+  using Codes = std::vector<std::string>;
+  struct Case {
+    const char* capability;
+    bool ok;
+    Codes codes;
+  } cases[] = {
+      {"US", true, {"US"}},
+      {"us,Ca , pr", true, {"US", "CA", "PR"}},
+      {"*", true, {"*"}},
+      {"DE,*", true, {"DE", "*"}},
+      {"", false, {}},
+      {"US,", false, {}},
+      {",US", false, {}},
+      {"US,,CA", false, {}},
+      {"USA", false, {}},
+      {"U1", false, {}},
+      {"US;CA", false, {}},
+      {"**", false, {}},
+  };
+  for (const Case& c : cases) {
+    Codes codes{"untouched"};
+    EXPECT_EQ(WifiClient::ParseCountryCodeCapability(c.capability, codes), c.ok ? 0 : -1) << c.capability;
+    EXPECT_EQ(codes, c.ok ? c.codes : Codes{"untouched"}) << c.capability;
+  }
+}
+
+TEST_F(WifiClientTest, RefusesMalformedCapabilitiesAndUnknownModels) {
+  WriteRegionFile("country_code=US\n");
+  EXPECT_TRUE(client_.IsCountryCodeCompatible("US", ORVA::Wifi::WIFI_MODEL_HW4000));
+  EXPECT_FALSE(client_.IsCountryCodeCompatible("US", static_cast<ORVA::Wifi::WIFI_MODEL>(4)));
+  EXPECT_FALSE(client_.IsCountryCodeCompatible("US,,", ORVA::Wifi::WIFI_MODEL_HR1000));
+  EXPECT_TRUE(capture_.Contains("Unknown remote Wi-Fi model [4]"));
+  EXPECT_TRUE(capture_.Contains("Malformed country code capability [US,,]"));
+}
+
+TEST(WifiClientFactory, HandsOutOneClientPerRegionFile) {
+  const auto mesh = ORVA::Wifi::WifiClientFactoryForMesh::GetInstance();
+  ASSERT_NE(mesh, nullptr);
+  EXPECT_EQ(mesh->GetConfigPath(), "/etc/orvawifi/region.conf");
+  EXPECT_EQ(mesh, ORVA::Wifi::WifiClientFactory::GetInstance("/etc/orvawifi/region.conf"));
+  const auto other = ORVA::Wifi::WifiClientFactory::GetInstance("/tmp/other.conf");
+  EXPECT_NE(other, mesh);
+  EXPECT_EQ(other->GetConfigPath(), "/tmp/other.conf");
+}
+
+}  // namespace

@@ -1,0 +1,210 @@
+#include "orvamesh/utils/interface.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "support/log_capture.h"
+
+namespace {
+
+using ORVA::MESH::SDK::Interface;
+using Band = Interface::WIFI_BAND;
+using Vap = Interface::VAP_TYPE;
+
+Band B(int value) { return static_cast<Band>(value); }
+Vap V(int value) { return static_cast<Vap>(value); }
+
+// The whole name table: band, radio, then the VAP of kinds 0..5.
+struct Row {
+  int band;
+  const char* radio;
+  const char* byKind[6];
+};
+const Row kTable[] = {
+    {0, "wifi1", {"sta0", "sta0", "bwlan0", "bwlan0", "wlan0", "gwlan0"}},
+    {1, "wifi0", {"sta2", "sta2", "bwlan2", "bwlan2", "wlan2", "gwlan2"}},
+    {2, "wifi2", {"sta1", "sta1", "bwlan1", "bwlan1", "wlan1", "gwlan1"}},
+};
+
+TEST(InterfaceNames, EveryBandAndKindHasItsVapAndRadio) {
+  for (const Row& row : kTable) {
+    for (int kind = 0; kind < 6; ++kind) {
+      std::string vap, radio, ifname;
+      EXPECT_EQ(Interface::GetVAPName(B(row.band), V(kind), false, vap), 0);
+      EXPECT_EQ(Interface::GetVAPName(B(row.band), V(kind), true, radio), 0);
+      EXPECT_EQ(Interface::GetIfName(B(row.band), V(kind), ifname), 0);
+      EXPECT_EQ(vap, row.byKind[kind]) << row.band << "/" << kind;
+      EXPECT_EQ(radio, row.radio);
+      EXPECT_EQ(ifname, std::string(row.byKind[kind]) + "." + std::to_string(kind));
+    }
+  }
+}
+
+TEST(InterfaceNames, ColumnFunctionsMatchTheirKinds) {
+  using Column = int (*)(Band, bool, std::string&);
+  const std::pair<Column, int> columns[] = {{Interface::GetSTAName, 0},
+                                            {Interface::GetBackhaulAPName, 2},
+                                            {Interface::GetNormalAPName, 4},
+                                            {Interface::GetGuestAPName, 5}};
+  for (const Row& row : kTable) {
+    for (const auto& [column, kind] : columns) {
+      std::string name, radio;
+      EXPECT_EQ(column(B(row.band), false, name), 0);
+      EXPECT_EQ(column(B(row.band), true, radio), 0);
+      EXPECT_EQ(name, row.byKind[kind]);
+      EXPECT_EQ(radio, row.radio);
+    }
+  }
+}
+
+TEST(InterfaceNames, BandsAndKindsOutsideTheTableAreRefused) {
+  struct Case {
+    int band;
+    int kind;
+    int result;
+  } cases[] = {
+      {3, 4, -3}, {3, 0, -3}, {-1, 4, -3}, {4, 0, -2}, {100, 5, -2}, {0, 6, -2}, {0, -1, -2}, {3, 6, -2},
+  };
+  orva::test::LogCapture capture;
+  for (const Case& c : cases) {
+    std::string out = "untouched", ifname = "untouched";
+    EXPECT_EQ(Interface::GetVAPName(B(c.band), V(c.kind), false, out), c.result) << c.band << "/" << c.kind;
+    EXPECT_EQ(Interface::GetIfName(B(c.band), V(c.kind), ifname), c.result);
+    EXPECT_EQ(out, "untouched");
+    EXPECT_EQ(ifname, "untouched");
+  }
+  std::string out;
+  EXPECT_EQ(Interface::GetGuestAPName(B(3), true, out), -3);
+  EXPECT_EQ(Interface::GetSTAName(B(-2), false, out), -3);
+  for (const auto& line : capture.Lines()) EXPECT_EQ(line.priority, LOG_ERR) << line.text;
+  EXPECT_FALSE(capture.Lines().empty());
+}
+
+TEST(InterfaceLookup, EveryVapLeadsBackToItsRadioBandAndFirstKind) {
+  for (const Row& row : kTable) {
+    for (int kind = 0; kind < 6; ++kind) {
+      const std::string vap = row.byKind[kind];
+      const int firstKind = kind & ~1;  // kinds 0/1 and 2/3 share a name; 4 and 5 are their own
+      std::string radio, bandName, viaIf, radioViaIf;
+      Band band;
+      Vap type;
+      EXPECT_EQ(Interface::GetRadioNameByVAPName(vap, radio), 0);
+      EXPECT_EQ(radio, row.radio);
+      EXPECT_EQ(Interface::GetVAPBandAndType(vap, band, type), 0);
+      EXPECT_EQ(band, row.band);
+      EXPECT_EQ(type, kind >= 4 ? kind : firstKind) << vap;
+      EXPECT_EQ(Interface::GetVAPBandName(vap, bandName), 0);
+      std::string expectedBandName;
+      Interface::GetBandName(B(row.band), expectedBandName);
+      EXPECT_EQ(bandName, expectedBandName);
+
+      std::string ifname;
+      Interface::GetIfName(B(row.band), V(kind), ifname);
+      EXPECT_EQ(Interface::GetVAPNameByIfName(ifname, false, viaIf), 0) << ifname;
+      EXPECT_EQ(viaIf, vap);
+      EXPECT_EQ(Interface::GetVAPNameByIfName(vap, true, radioViaIf), 0);
+      EXPECT_EQ(radioViaIf, row.radio);
+    }
+  }
+}
+
+TEST(InterfaceLookup, NamesThatAreNoVapGetTheirOwnCodes) {
+  orva::test::LogCapture capture;
+  Band band = B(7);
+  Vap type = V(7);
+  std::string out = "untouched";
+  EXPECT_EQ(Interface::GetVAPBand("", band), -2);
+  EXPECT_EQ(Interface::GetVAPType("", type), -2);
+  EXPECT_EQ(Interface::GetVAPBandName("", out), -2);
+  for (const char* name : {"eth0", "wifi1", "wlan3", "WLAN0", "wlan0.4", "br-lan"}) {
+    EXPECT_EQ(Interface::GetVAPBand(name, band), -5) << name;
+    EXPECT_EQ(Interface::GetVAPType(name, type), -5) << name;
+    EXPECT_EQ(Interface::GetVAPBandAndType(name, band, type), -5) << name;
+  }
+  for (const char* name : {"", "eth0", "wifi0", "wlan0.4", "gwlan9"}) {
+    EXPECT_EQ(Interface::GetRadioNameByVAPName(name, out), -4) << name;
+  }
+  for (const char* name : {"", ".4", "eth0.4", "wlan0.", "wlan0.x", "wifi1", "wlan0.4.1"}) {
+    EXPECT_EQ(Interface::GetVAPNameByIfName(name, false, out), -4) << name;
+  }
+  EXPECT_EQ(band, 7);
+  EXPECT_EQ(type, 7);
+  EXPECT_EQ(out, "untouched");
+}
+
+TEST(InterfaceBands, NamesBandsAndTypesBothWays) {
+  struct Case {
+    int value;
+    const char* name;
+    int toName;
+    bool back;
+  } bands[] = {
+      {-1, "NONE", 0, true},    {0, "2.4G", 0, true}, {1, "5G-2", 0, true}, {2, "5G-1", 0, true},
+      {3, "5G", 0, true},       {-2, "UNKNOWN", 0, false}, {-100, "UNKNOWN", 0, false}, {4, "", -1, false},
+  };
+  for (const Case& c : bands) {
+    std::string name;
+    EXPECT_EQ(Interface::GetBandName(B(c.value), name), c.toName) << c.value;
+    EXPECT_EQ(name, c.name);
+    Band back = B(99);
+    EXPECT_EQ(Interface::GetBandByBandName(c.name, back), c.back ? 0 : -1) << c.name;
+    if (c.back) EXPECT_EQ(back, c.value);
+  }
+  Case types[] = {{0, "ETHER", 0, true},      {1, "WLAN", 0, true},     {2, "WLAN_VLAN", 0, true},
+                  {-1, "UNKNOWN", 0, false},  {3, "", -1, false}};
+  for (const Case& c : types) {
+    std::string name;
+    EXPECT_EQ(Interface::GetIfTypeName(static_cast<Interface::IF_TYPE>(c.value), name), c.toName) << c.value;
+    EXPECT_EQ(name, c.name);
+    Interface::IF_TYPE back = static_cast<Interface::IF_TYPE>(99);
+    EXPECT_EQ(Interface::GetIfTypeByTypeName(c.name, back), c.back ? 0 : -1) << c.name;
+    if (c.back) EXPECT_EQ(back, c.value);
+  }
+  Band band;
+  EXPECT_NE(Interface::GetBandByBandName("2.4g", band), 0);
+}
+
+TEST(InterfaceLists, FollowTheBandListOrder) {
+  using Names = std::vector<std::string>;
+  std::vector<Band> bands;
+  EXPECT_EQ(Interface::GetBandList(bands), 0);
+  EXPECT_EQ(bands, (std::vector<Band>{B(0), B(2), B(1)}));
+
+  Names names;
+  EXPECT_EQ(Interface::GetVAPNameList(B(1), false, names), 0);
+  EXPECT_EQ(names, (Names{"sta2", "bwlan2", "wlan2", "gwlan2"}));
+  EXPECT_EQ(Interface::GetVAPNameList(B(1), true, names), 0);
+  EXPECT_EQ(names, (Names{"wifi0"}));
+  EXPECT_EQ(Interface::GetVAPNameList(Interface::VAP_TYPE_GUEST, false, names), 0);
+  EXPECT_EQ(names, (Names{"gwlan0", "gwlan1", "gwlan2"}));
+  EXPECT_EQ(Interface::GetVAPNameList(Interface::VAP_TYPE_STA_ALT, true, names), 0);
+  EXPECT_EQ(names, (Names{"wifi1", "wifi2", "wifi0"}));
+  EXPECT_EQ(Interface::GetVAPNameList(false, names), 0);
+  EXPECT_EQ(names, (Names{"sta0", "bwlan0", "wlan0", "gwlan0", "sta1", "bwlan1", "wlan1", "gwlan1", "sta2",
+                          "bwlan2", "wlan2", "gwlan2"}));
+  EXPECT_EQ(Interface::GetVAPNameList(true, names), 0);
+  EXPECT_EQ(names, (Names{"wifi1", "wifi2", "wifi0"}));
+
+  orva::test::LogCapture capture;
+  names = {"untouched"};
+  EXPECT_EQ(Interface::GetVAPNameList(B(3), false, names), -3);
+  EXPECT_EQ(Interface::GetVAPNameList(B(4), false, names), -2);
+  EXPECT_EQ(Interface::GetVAPNameList(V(6), false, names), -2);
+  EXPECT_EQ(names, (Names{"untouched"}));
+}
+
+TEST(InterfaceLists, TheMapHoldsEveryKindOfEveryBand) {
+  Interface::VAPNameMap map;
+  ASSERT_EQ(Interface::GetVAPNameMap(false, map), 0);
+  ASSERT_EQ(map.size(), 3u);
+  for (const Row& row : kTable) {
+    ASSERT_EQ(map[B(row.band)].size(), 6u);
+    for (int kind = 0; kind < 6; ++kind) EXPECT_EQ(map[B(row.band)][V(kind)], row.byKind[kind]);
+  }
+  ASSERT_EQ(Interface::GetVAPNameMap(true, map), 0);
+  EXPECT_EQ(map[B(1)][Interface::VAP_TYPE_GUEST], "wifi0");
+}
+
+}  // namespace
