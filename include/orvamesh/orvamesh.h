@@ -11,6 +11,7 @@
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/platform/wifi_client.h"
 #include "orvamesh/platform/wifi_model.h"
+#include "orvamesh/scan_wired/cap_scan_sender.h"
 #include "orvamesh/scan_wired/ethernet_scan_reply_entry.h"
 #include "orvamesh/scan_wired/msgpack_serializer.h"
 #include "orvamesh/scan_wired/probe_packet.h"
