@@ -6,7 +6,9 @@
 // The answer template (identity fields, the interface's link-local and MAC address) is built
 // once at construction; only the uptime is filled per answer. Answers are sent from the
 // listener's IO thread; a failure to answer one probe (an IPv4 or global prober, a bad key, a
-// send error) is logged at error priority and does not disturb the listener.
+// send error) is logged at error priority and does not disturb the listener. The IO thread
+// resolves the interface name for every answer, so in a program that switches network
+// namespaces per thread, StartListening() must run in the interface's namespace.
 #include <sys/socket.h>
 
 #include <memory>
