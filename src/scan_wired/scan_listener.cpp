@@ -23,8 +23,8 @@
 namespace ORVA::MESH::SDK::ScanWired {
 
 ProbePacket ReadProbePacket(const std::vector<unsigned char>& datagram) {
-  if (auto mismatch = Detail::PayloadMismatch(datagram); !mismatch.empty()) {
-    ORVA_THROW_IN(Exception::MalformedPacketException, "ParsePacket", mismatch);
+  if (auto problem = Detail::HeaderProblem(datagram); !problem.empty()) {
+    ORVA_THROW_IN(Exception::MalformedPacketException, "ParsePacket", problem);
   }
   auto [probe, consumed] = ProbePacketSerializer().Deserialize(datagram, ScanHeader::kHeaderSize);
   if (consumed < datagram.size() - ScanHeader::kHeaderSize) {

@@ -48,8 +48,8 @@ std::vector<unsigned char> DecryptPayload(const std::vector<unsigned char>& pack
 ResponsePacket ReadResponsePacket(const std::vector<unsigned char>& datagram,
                                   const std::vector<unsigned char>& publicKey,
                                   const std::vector<unsigned char>& secretKey) {
-  if (auto mismatch = Detail::PayloadMismatch(datagram); !mismatch.empty()) {
-    ORVA_THROW_IN(Exception::MalformedPacketException, "ParsePacket", mismatch);
+  if (auto problem = Detail::HeaderProblem(datagram); !problem.empty()) {
+    ORVA_THROW_IN(Exception::MalformedPacketException, "ParsePacket", problem);
   }
   const auto opened = DecryptPayload(datagram, ScanHeader::kHeaderSize, publicKey, secretKey);
   auto [response, consumed] = ResponsePacketSerializer().Deserialize(opened, 0);

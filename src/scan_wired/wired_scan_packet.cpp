@@ -1,6 +1,6 @@
 #include "scan_wired/wired_scan_packet.h"
 
-#include <mutex>
+#include <optional>
 
 #include "orvamesh/scan_wired/scan_header.h"
 #include "orvamesh/utils/exception.h"
@@ -36,12 +36,20 @@ std::string PacketLimitMessage(unsigned long packetSize) {
          std::to_string(kMaxPacketSize) + "]";
 }
 
-std::string PayloadMismatch(const std::vector<unsigned char>& datagram) {
-  const ScanHeader header = ScanHeader::ParseHeader(datagram, 0).first;
+std::string HeaderProblem(const std::vector<unsigned char>& datagram) {
+  std::optional<ScanHeader> header;
+  try {
+    header = ScanHeader::ParseHeader(datagram, 0).first;
+  } catch (const Exception::MalformedPacketException&) {
+    throw;
+  } catch (const Exception::RuntimeException& e) {
+    // A foreign signature: somebody else's datagram, to be dropped like any malformed one.
+    return e.what();
+  }
   const unsigned long actual = datagram.size() - ScanHeader::kHeaderSize;
-  if (actual == header.GetPayloadSize()) return {};
+  if (actual == header->GetPayloadSize()) return {};
   return "Mistmatch between received packet payload size [" + std::to_string(actual) +
-         "] and payload size in header [" + std::to_string(header.GetPayloadSize()) + "]";
+         "] and payload size in header [" + std::to_string(header->GetPayloadSize()) + "]";
 }
 
 std::string TrailingBytesMessage() { return "Trailing bytes in packet"; }

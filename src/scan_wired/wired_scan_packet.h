@@ -12,6 +12,14 @@
 //   ReadResponsePacket    scan_response_receiver.cpp  reported as ParsePacket
 // All are reentrant and keep no state, so IO threads may call them concurrently. They throw
 // only the exceptions listed; a thrown call has produced nothing.
+//
+// Receivers: check the datagram against their receive buffer first (the read functions take
+// any length), then catch Exception::MalformedPacketException to log and drop the datagram.
+// msgpack::type_error (a payload element that is not an ext object) is deliberately not a
+// malformed packet and reaches the receive loop unchanged. The trailing-bytes check cannot
+// fire today, as the field stream reader always reads to the end; it guards against a
+// reader that stops early.
+// Senders: send the returned bytes as one datagram; the exceptions go to the caller.
 #include <sodium.h>
 
 #include <memory>
@@ -41,9 +49,9 @@ std::vector<unsigned char> BuildProbePacket(const ProbePacket& probe);
 
 // A received datagram → the probe it carries. Throws Exception::MalformedPacketException for
 // a short datagram, a payload size other than the header's ("Mistmatch between received packet
-// payload size [n] and payload size in header [m]"), a bad field stream and trailing bytes;
-// Exception::RuntimeException "Signature mistmatch" for a foreign signature; and lets
-// msgpack::type_error through for a payload element that is not an ext object.
+// payload size [n] and payload size in header [m]"), a foreign signature (the text holds
+// "Signature mistmatch"), a bad field stream and trailing bytes; and lets msgpack::type_error
+// through for a payload element that is not an ext object.
 ProbePacket ReadProbePacket(const std::vector<unsigned char>& datagram);
 
 // Seals `payload` to `publicKey` (anonymous sealed box): payload size + 48 bytes. A key that is
@@ -77,9 +85,10 @@ namespace Detail {
 std::vector<unsigned char> FramePayload(const std::vector<unsigned char>& payload);
 std::string PayloadLimitMessage(unsigned long payloadSize);
 std::string PacketLimitMessage(unsigned long packetSize);
-// The part of the datagram after its header, checked against the header's payload size.
-// Returns an empty string when they agree, else the mismatch message.
-std::string PayloadMismatch(const std::vector<unsigned char>& datagram);
+// What is wrong with the datagram's header: empty when nothing is, else the text to report
+// as malformed (a foreign signature, or a payload size other than the header's). A datagram
+// too short for a header throws ScanHeader::ParseHeader's MalformedPacketException.
+std::string HeaderProblem(const std::vector<unsigned char>& datagram);
 std::string TrailingBytesMessage();
 }  // namespace Detail
 

@@ -35,7 +35,7 @@ ORVA_EXPORT unsigned long UnpackFieldStream(SerializablePacket& packet, const st
 }  // namespace Detail
 
 template <typename T>
-class MessageSerializer {
+class ORVA_EXPORT MessageSerializer {
   static_assert(std::is_base_of_v<SerializablePacket, T>, "MessageSerializer is for wired scan packets");
 
  public:
