@@ -153,7 +153,12 @@ int Mac::ConvertPrefixByMapping(const Mac& in, const std::map<std::string, std::
     ORVA_LOG_ERR("The input mac does not start with Velanto OUI: %s", in.ToString().c_str());
     return -1;
   }
-  out = Mac(found->second + in.ToString().substr(kOuiLength));
+  Mac converted(found->second + in.ToString().substr(kOuiLength));
+  if (!converted.IsValid()) {
+    ORVA_LOG_ERR("The prefix mapped from %s is no OUI: %s", oui.c_str(), found->second.c_str());
+    return -1;
+  }
+  out = converted;
   return 0;
 }
 

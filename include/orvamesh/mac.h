@@ -71,7 +71,7 @@ class ORVA_EXPORT Mac {
 
   // --- derived addresses ----------------------------------------------------------------
   // Replaces the OUI by its image in `mapping` (OUI text -> OUI text), keeping the device
-  // part; an OUI the mapping lacks is refused.
+  // part; an OUI the mapping lacks, or an image that is no OUI text, is refused.
   static int ConvertPrefixByMapping(const Mac& in, const std::map<std::string, std::string>& mapping,
                                     Mac& out);
   static int ConvertToOrvaGuestPrefix(const Mac& in, Mac& out);

@@ -5,10 +5,8 @@
 #include <boost/archive/binary_iarchive.hpp>
 #include <boost/archive/binary_oarchive.hpp>
 #include <boost/serialization/map.hpp>
-#include <cstring>
 #include <map>
 #include <regex>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -37,32 +35,18 @@ std::vector<std::string> MacErrors(const LogCapture& capture) {
   return texts;
 }
 
-TEST(MacValue, DefaultsToTheZeroAddressAndPrintsLowerCase) {
+TEST(MacValue, PrintsLowerCaseOrdersByOctetsAndKeepsUnparsableText) {
   EXPECT_EQ(Mac().ToString(), "00:00:00:00:00:00");
-  EXPECT_TRUE(Mac().IsValid());
-  EXPECT_EQ(Mac("00:24:E7:AB:CD:EF").ToString(), "00:24:e7:ab:cd:ef");
-  ether_addr raw{{0x84, 0x3a, 0x5b, 0x00, 0x10, 0xff}};
-  EXPECT_EQ(Mac(raw).ToString(), "84:3a:5b:00:10:ff");
   std::ostringstream out;
-  out << Mac("00:24:e7:01:02:03");
-  EXPECT_EQ(out.str(), "00:24:e7:01:02:03");
-}
-
-TEST(MacValue, KeepsTheTextOfSomethingThatIsNoAddress) {
-  Mac bad("not a mac");
+  out << Mac("00:24:E7:AB:CD:EF");
+  EXPECT_EQ(out.str(), "00:24:e7:ab:cd:ef");
+  std::map<Mac, int> byMac{{Mac("0a:00:00:00:00:00"), 2}, {Mac("09:ff:ff:ff:ff:ff"), 1},
+                           {Mac("0A:00:00:00:00:00"), 3}};
+  ASSERT_EQ(byMac.size(), 2u);
+  EXPECT_EQ(byMac.begin()->first.ToString(), "09:ff:ff:ff:ff:ff");
+  const Mac bad("not a mac");
   EXPECT_FALSE(bad.IsValid());
   EXPECT_EQ(bad.ToString(), "not a mac");
-  EXPECT_NE(bad, Mac());
-}
-
-TEST(MacValue, OrdersByOctetsAndWorksAsAMapKey) {
-  std::map<Mac, int> byMac{{Mac("00:24:e7:00:00:02"), 2}, {Mac("00:24:e7:00:00:01"), 1},
-                           {Mac("00:24:E7:00:00:01"), 3}, {Mac("ff:00:00:00:00:00"), 4}};
-  ASSERT_EQ(byMac.size(), 3u);
-  EXPECT_EQ(byMac.begin()->first.ToString(), "00:24:e7:00:00:01");
-  EXPECT_EQ(byMac.rbegin()->first.ToString(), "ff:00:00:00:00:00");
-  // Text order would put "0a" after "09" as well; the check is that ordering is by value.
-  EXPECT_LT(Mac("09:ff:ff:ff:ff:ff"), Mac("0a:00:00:00:00:00"));
 }
 
 TEST(MacValue, RoundTripsThroughBinaryArchivesAsAMapKey) {
@@ -81,9 +65,7 @@ TEST(MacValue, RoundTripsThroughBinaryArchivesAsAMapKey) {
 }
 
 TEST(MacValue, ToEtherAddrGivesTheOctetsAndThrowsForNoAddress) {
-  const ether_addr raw = Mac("00:24:e7:01:02:ff").ToEtherAddr();
-  const unsigned char expected[6] = {0x00, 0x24, 0xe7, 0x01, 0x02, 0xff};
-  EXPECT_EQ(0, std::memcmp(raw.ether_addr_octet, expected, 6));
+  EXPECT_EQ(Mac(Mac("00:24:e7:01:02:ff").ToEtherAddr()).ToString(), "00:24:e7:01:02:ff");
   try {
     Mac("00:24:e7").ToEtherAddr();
     FAIL() << "no exception";
@@ -99,12 +81,9 @@ TEST(MacText, StrToMacNeedsSeventeenCharactersOfColonSeparatedOctets) {
     const char* error;
   } cases[] = {
       {"00:24:e7:01:02:03", 0, nullptr},
-      {"00:24:E7:AB:cd:Ef", 0, nullptr},
       {"00:24:e7:01:02:0", -1, "Invalid MAC length [16]: 00:24:e7:01:02:0"},
       {"00:24:e7:01:02:034", -1, "Invalid MAC length [18]: 00:24:e7:01:02:034"},
-      {"", -1, "Invalid MAC length [0]: "},
       {"00-24-e7-01-02-03", -1, "Invalid MAC format: 00-24-e7-01-02-03"},
-      {"0g:24:e7:01:02:03", -1, "Invalid MAC format: 0g:24:e7:01:02:03"},
       {"+1:+2:+3:+4:+5:+6", -1, "Invalid MAC format: +1:+2:+3:+4:+5:+6"},
       {"a:bb:cc:dd:ee:fff", -1, "Invalid MAC format: a:bb:cc:dd:ee:fff"},
   };
@@ -121,14 +100,6 @@ TEST(MacText, StrToMacNeedsSeventeenCharactersOfColonSeparatedOctets) {
       EXPECT_EQ(MacErrors(capture), std::vector<std::string>{c.error});
     }
   }
-}
-
-TEST(MacText, NullBuffersAreRefused) {
-  LogCapture capture;
-  std::string text;
-  EXPECT_EQ(Mac::MacToStr(static_cast<const unsigned char*>(nullptr), text), -1);
-  EXPECT_EQ(Mac::StrToMac("00:24:e7:01:02:03", static_cast<unsigned char*>(nullptr)), -1);
-  EXPECT_EQ(MacErrors(capture).size(), 2u);
 }
 
 TEST(MacText, PartsOfTheTextForm) {
@@ -177,17 +148,14 @@ TEST(MacPrefix, OtherOuisAndDerivedAddressesAreRefusedNotTranslated) {
   // A derived address is not a device address: translating twice is refused.
   EXPECT_EQ(Mac::ConvertToOrvaBackhaulPrefix(Mac("02:24:e7:33:44:55"), out), -1);
   EXPECT_EQ(Mac::ConvertToOrvaBackhaulSTAPrefix(Mac("zz"), out), -1);
+  EXPECT_EQ(Mac::ConvertPrefixByMapping(Mac("00:11:22:33:44:55"), {{"00:11:22", "02:11"}}, out), -1);
+  EXPECT_EQ(out.ToString(), "00:00:00:00:00:09");
   EXPECT_EQ(MacErrors(capture), (std::vector<std::string>{
                                     "The input mac does not start with Velanto OUI: 00:11:22:33:44:55",
                                     "The input mac does not start with Velanto OUI: 02:24:e7:33:44:55",
                                     "The input mac is invalid: zz",
+                                    "The prefix mapped from 00:11:22 is no OUI: 02:11",
                                 }));
-}
-
-TEST(MacPrefix, CustomMappingsAreUsedAsGiven) {
-  Mac out;
-  EXPECT_EQ(Mac::ConvertPrefixByMapping(Mac("aa:bb:cc:01:02:03"), {{"aa:bb:cc", "02:00:00"}}, out), 0);
-  EXPECT_EQ(out.ToString(), "02:00:00:01:02:03");
 }
 
 TEST(MacPrefix, BackhaulPrefixRecognition) {
@@ -195,9 +163,8 @@ TEST(MacPrefix, BackhaulPrefixRecognition) {
     const char* mac;
     bool backhaul;
   } cases[] = {
-      {"16:24:e7:00:00:01", true},  {"9a:3a:5b:00:00:01", true},  {"9A:3A:5B:ff:ff:ff", true},
-      {"84:3a:5b:00:00:01", false}, {"00:24:e7:00:00:01", false}, {"12:24:e7:00:00:01", false},
-      {"02:24:e7:00:00:01", false}, {"not-a-mac", false},
+      {"16:24:e7:00:00:01", true},  {"9A:3A:5B:ff:ff:ff", true},  {"84:3a:5b:00:00:01", false},
+      {"12:24:e7:00:00:01", false}, {"not-a-mac", false},
   };
   LogCapture capture;
   for (const Case& c : cases) EXPECT_EQ(Mac(c.mac).IsOrvaBackhaulPrefix(), c.backhaul) << c.mac;
@@ -214,12 +181,9 @@ TEST(MacArithmetic, CarriesAcrossOctetsAndRefusesToLeaveTheRange) {
       {"00:24:e7:00:01:00", -256, "00:24:e7:00:00:00"},
       {"00:24:e7:ff:ff:ff", 1, "00:24:e8:00:00:00"},
       {"00:24:e7:00:00:00", -1, "00:24:e6:ff:ff:ff"},
-      {"00:24:e7:01:02:03", 0, "00:24:e7:01:02:03"},
       {"00:00:00:00:00:00", 2147483647, "00:00:7f:ff:ff:ff"},
       {"ff:ff:ff:ff:ff:fe", 1, "ff:ff:ff:ff:ff:ff"},
-      {"00:00:00:00:00:01", -1, "00:00:00:00:00:00"},
       {"ff:ff:ff:ff:ff:ff", 1, nullptr},
-      {"ff:ff:ff:ff:ff:00", 256, nullptr},
       {"00:00:00:00:00:00", -1, nullptr},
       {"00:00:00:00:00:05", -2147483647 - 1, nullptr},
   };
@@ -236,13 +200,6 @@ TEST(MacArithmetic, CarriesAcrossOctetsAndRefusesToLeaveTheRange) {
   }
 }
 
-TEST(MacArithmetic, RefusesAnInvalidInput) {
-  LogCapture capture;
-  Mac out;
-  EXPECT_EQ(Mac::CalculateMac(Mac("00:24:e7:00:00"), 1, out), -1);
-  EXPECT_EQ(MacErrors(capture), std::vector<std::string>{"The input mac is invalid: 00:24:e7:00:00"});
-}
-
 TEST(MacRandom, PrefixesHaveColonsInPlaceAndTheLocalBitSet) {
   const std::regex digitsAndColons("^([0-9a-f]{2}:)*[0-9a-f]{0,2}$");
   for (unsigned char length : {0, 1, 2, 3, 8, 16, 17}) {
@@ -252,32 +209,20 @@ TEST(MacRandom, PrefixesHaveColonsInPlaceAndTheLocalBitSet) {
       ASSERT_EQ(out.size(), length);
       EXPECT_TRUE(std::regex_match(out, digitsAndColons)) << out;
       if (length >= 2) {
-        const int second = std::stoi(out.substr(1, 1), nullptr, 16);
-        EXPECT_TRUE(second & 0x2) << out;
+        EXPECT_TRUE(std::stoi(out.substr(1, 1), nullptr, 16) & 0x2) << out;
+      }
+      if (length == Mac::MAC_ADDR_LENGTH) {
+        EXPECT_TRUE(Mac(out).IsValid()) << out;
       }
     }
   }
 }
 
-TEST(MacRandom, FullLengthPrefixesAreAddressesAndVary) {
-  std::set<std::string> seen;
-  for (int round = 0; round < 16; ++round) {
-    std::string out;
-    ASSERT_EQ(Mac::GenRandomLocalPrefixMac(Mac::MAC_ADDR_LENGTH, out), 0);
-    EXPECT_TRUE(Mac(out).IsValid()) << out;
-    seen.insert(out);
-  }
-  EXPECT_GT(seen.size(), 1u);
-}
-
 TEST(MacRandom, RefusesLengthsBeyondAnAddress) {
-  for (unsigned char length : {18, 255}) {
-    LogCapture capture;
-    std::string out;
-    EXPECT_EQ(Mac::GenRandomLocalPrefixMac(length, out), -1);
-    EXPECT_EQ(MacErrors(capture),
-              std::vector<std::string>{"random mac size can not be bigger than MAC_ADDR_LENGTH."});
-  }
+  LogCapture capture;
+  std::string out;
+  EXPECT_EQ(Mac::GenRandomLocalPrefixMac(18, out), -1);
+  EXPECT_EQ(MacErrors(capture), std::vector<std::string>{"random mac size can not be bigger than MAC_ADDR_LENGTH."});
 }
 
 TEST(MacRandom, ReportsAMissingRandomSource) {
@@ -304,7 +249,6 @@ TEST(MacRandom, ReportsAMissingRandomSource) {
 TEST(MacRandom, RandomOuiKeepsTheDevicePart) {
   Mac out;
   ASSERT_EQ(Mac::ConvertToRandomOUIPrefix(Mac("00:24:e7:01:02:03"), out), 0);
-  EXPECT_TRUE(out.IsValid());
   EXPECT_EQ(out.ToString().substr(8), ":01:02:03");
   EXPECT_TRUE(std::stoi(out.ToString().substr(0, 2), nullptr, 16) & 0x2) << out;
 
@@ -320,7 +264,6 @@ TEST(MacFromLinkLocal, ReversesModifiedEui64) {
   } cases[] = {
       {"fe80::0224:e7ff:fe01:0203", "00:24:e7:01:02:03"},
       {"fe80::863a:5bff:fe0a:0b0c", "84:3a:5b:0a:0b:0c"},
-      {"fe80::0024:e7ff:fe01:0203", "02:24:e7:01:02:03"},
       // The ff:fe filler is not checked.
       {"fe80::0224:e712:3401:0203", "00:24:e7:01:02:03"},
       {"febf::0224:e7ff:fe01:0203", "00:24:e7:01:02:03"},
@@ -337,12 +280,10 @@ TEST(MacFromLinkLocal, RefusesOtherAddresses) {
   Mac out;
   EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress("2001:db8::224:e7ff:fe01:203"), out), -1);
   EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress("169.254.1.2"), out), -1);
-  EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress("ff02::1"), out), -1);
   EXPECT_EQ(Mac::GetFromIPv6LinkLocalAddress(IPAddress(), out), -1);
   EXPECT_EQ(MacErrors(capture), (std::vector<std::string>{
                                     "Can't parse mac from non link local address [2001:db8::224:e7ff:fe01:203].",
                                     "Can't parse mac from non link local address [169.254.1.2].",
-                                    "Can't parse mac from non link local address [ff02::1].",
                                     "Failed to convert address [] to binary format.",
                                 }));
 }

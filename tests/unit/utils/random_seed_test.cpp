@@ -44,23 +44,6 @@ TEST_F(GenRandomSeed, SeedsFromTheKernelWithoutBlocking) {
   EXPECT_TRUE(flagsSeen & GRND_NONBLOCK);
 }
 
-TEST_F(GenRandomSeed, RetriesAnInterruptedCall) {
-  static int calls;
-  calls = 0;
-  random_->getrandom = [](void* buffer, size_t size, unsigned int) -> ssize_t {
-    if (++calls == 1) {
-      errno = EINTR;
-      return -1;
-    }
-    std::memset(buffer, 0x11, size);
-    return static_cast<ssize_t>(size);
-  };
-  ASSERT_EQ(Utils::GenRandomSeed(), 0);
-  const int drawn = std::rand();
-  EXPECT_EQ(calls, 2);
-  EXPECT_EQ(drawn, FirstRandAfterSeed(0x11111111u));
-}
-
 TEST_F(GenRandomSeed, FallsBackToTheRandomDeviceBelowTheRoot) {
   random_->getrandom = [](void*, size_t, unsigned int) -> ssize_t {
     errno = EAGAIN;
