@@ -377,14 +377,9 @@ std::vector<unsigned char> WiredScanListener::ReceivePacket(sockaddr_storage& so
 }
 
 ProbePacket WiredScanListener::ParsePacket(const std::vector<unsigned char>& packet) {
-  try {
-    return ReadProbePacket(packet);
-  } catch (const MalformedPacketException&) {
-    throw;
-  } catch (const RuntimeException& e) {
-    // A foreign signature is somebody else's datagram on our port: dropped like any other.
-    ORVA_THROW(MalformedPacketException, e.what());
-  }
+  // Everything wrong with the datagram itself is a MalformedPacketException (dropped by the
+  // loop); msgpack's type error for a non-ext element is not, and ends the IO thread.
+  return ReadProbePacket(packet);
 }
 
 void WiredScanListener::Dispatch(const ProbePacket& packet, const sockaddr_storage& source) {

@@ -421,14 +421,9 @@ std::vector<unsigned char> WiredScanResponseReceiver::ReceivePacket(sockaddr_sto
 }
 
 ResponsePacket WiredScanResponseReceiver::ParsePacket(const std::vector<unsigned char>& packet) const {
-  try {
-    return ReadResponsePacket(packet, publicKey_, secretKey_);
-  } catch (const MalformedPacketException&) {
-    throw;
-  } catch (const RuntimeException& e) {
-    // A foreign signature is somebody else's datagram on our port: dropped like any other.
-    ORVA_THROW(MalformedPacketException, e.what());
-  }
+  // Everything wrong with the datagram itself is a MalformedPacketException (dropped by the
+  // loop); msgpack's type error for a non-ext element is not, and ends the IO thread.
+  return ReadResponsePacket(packet, publicKey_, secretKey_);
 }
 
 void WiredScanResponseReceiver::Dispatch(const ResponsePacket& packet, const sockaddr_storage& source) {
