@@ -20,6 +20,17 @@ ORVA_EXPORT int GenRandomSeed();
 
 // --- interfaces and system facts ---------------------------------------------------------
 
+// The hardware address of the named interface as lower-case text ("00:24:e7:01:02:03").
+// Asked of the kernel (SIOCGIFHWADDR) rather than read from /sys, because /sys shows the
+// interfaces of the namespace it was mounted in, not those of the calling thread.
+// Returns 0 on success; -1 (one error line) for an unknown name or an interface without a
+// 6-byte Ethernet address.
+ORVA_EXPORT int GetIfMAC(const std::string& interfaceName, std::string& mac);
+
+// Seconds since boot (whole seconds, rounded down), read from /proc/uptime below the system
+// root. Returns 0 on success, -1 (one error line) when the file is missing or unreadable.
+ORVA_EXPORT int GetSystemUptime(unsigned long& seconds);
+
 // --- threads and web API ------------------------------------------------------------------
 
 }  // namespace ORVA::MESH::SDK::Utils
