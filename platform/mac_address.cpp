@@ -59,9 +59,13 @@ bool MacAddress::Parse(const std::string& text, Bytes& out) noexcept {
 
 std::string MacAddress::ToString() const {
   if (!valid_) return invalidText_;
-  char text[18];
-  std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", bytes_[0], bytes_[1], bytes_[2],
-                bytes_[3], bytes_[4], bytes_[5]);
+  // Formatted by hand: this sits on the decode path of every topology and node list.
+  static const char kHex[] = "0123456789abcdef";
+  std::string text(17, ':');
+  for (size_t i = 0; i < bytes_.size(); ++i) {
+    text[i * 3] = kHex[bytes_[i] >> 4];
+    text[i * 3 + 1] = kHex[bytes_[i] & 0x0f];
+  }
   return text;
 }
 

@@ -100,11 +100,14 @@ class ORVA_EXPORT Mac {
   // {"16:24:e7", "9a:3a:5b"}, in that order.
   static const std::vector<std::string>& GetOrvaBackhaulPrefixList();
 
+  // Archived as its text form, so an invalid value survives a round trip. Saving and loading
+  // are separate so that a load never formats the value it is about to replace.
   template <class Archive>
   void serialize(Archive& archive, const unsigned int /*version*/) {
-    std::string text = ToString();
+    std::string text;
+    if constexpr (Archive::is_saving::value) text = ToString();
     archive & text;
-    if (Archive::is_loading::value) *this = Mac(text);
+    if constexpr (Archive::is_loading::value) *this = Mac(text);
   }
 
   friend bool operator==(const Mac& a, const Mac& b) noexcept { return a.address_ == b.address_; }

@@ -1,4 +1,16 @@
+#include "orvamesh/scan_wired/scan_responder.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sodium.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+#include "orvamesh/scan_wired/response_packet.h"
 #include "orvamesh/scan_wired/response_packet_serializer.h"
+#include "orvamesh/scan_wired/scan_header.h"
 #include "orvamesh/utils/exception.h"
 #include "scan_wired/wired_scan_packet.h"
 
@@ -32,6 +44,83 @@ std::vector<unsigned char> BuildResponsePacket(const ResponsePacket& response,
     ORVA_THROW_IN(Exception::RuntimeException, "Respond", Detail::PacketLimitMessage(packet.size()));
   }
   return packet;
+}
+
+// --- WiredScanResponder ----------------------------------------
+
+using Exception::InvalidArgumentException;
+using Exception::RuntimeException;
+
+WiredScanResponder::WiredScanResponder(const orva::net::utils::IPAddress& destination, unsigned short port,
+                                       unsigned int interfaceIndex)
+    : destination_(destination), port_(port), interfaceIndex_(interfaceIndex) {
+  char name[IF_NAMESIZE];
+  if (::if_indextoname(interfaceIndex, name) == nullptr) {
+    if (errno == ENXIO || errno == ENODEV) {
+      ORVA_THROW(InvalidArgumentException,
+                 "Interface with index [" + std::to_string(interfaceIndex) + "] does not exist");
+    }
+    ORVA_THROW(RuntimeException, "Fail to check if interface exist, errno: [" + std::to_string(errno) + "]");
+  }
+  ValidateAddress();
+  SocketSetup();
+}
+
+WiredScanResponder::WiredScanResponder(const orva::net::utils::IPAddress& destination, unsigned short port,
+                                       const std::string& interfaceName)
+    : destination_(destination), port_(port) {
+  interfaceIndex_ = ::if_nametoindex(interfaceName.c_str());
+  if (interfaceIndex_ == 0) {
+    ORVA_THROW(InvalidArgumentException, "Interface [" + interfaceName + "] does not exist");
+  }
+  ValidateAddress();
+  SocketSetup();
+}
+
+void WiredScanResponder::ValidateAddress() const {
+  if (destination_.IsIPv4()) ORVA_THROW(InvalidArgumentException, "Currently does not support IPv4 address");
+  if (destination_.IsIPv6() && destination_.IsLinkLocal()) {
+    if (interfaceIndex_ == 0) {
+      ORVA_THROW(InvalidArgumentException,
+                 "No interface index assigned for IPv6 link-local address [" + destination_.ToString() + "]");
+    }
+    return;
+  }
+  ORVA_THROW(InvalidArgumentException, "Address [" + destination_.ToString() + "] not supported");
+}
+
+void WiredScanResponder::SocketSetup() {
+  socket_ = std::make_unique<SocketWrapper>(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+}
+
+std::vector<unsigned char> WiredScanResponder::EncryptPayload(
+    std::shared_ptr<const std::vector<unsigned char>> payload, const std::vector<unsigned char>& publicKey) {
+  return ScanWired::EncryptPayload(std::move(payload), publicKey);
+}
+
+void WiredScanResponder::Respond(const ResponsePacket& response, const std::vector<unsigned char>& publicKey) const {
+  SendBuffer(BuildResponsePacket(response, publicKey));
+}
+
+void WiredScanResponder::SendBuffer(const std::vector<unsigned char>& buffer) const {
+  const std::string text = destination_.ToString();
+  sockaddr_in6 destination{};
+  destination.sin6_family = AF_INET6;
+  if (::inet_pton(AF_INET6, text.c_str(), &destination.sin6_addr) != 1) {
+    ORVA_THROW(RuntimeException, "Ill-formed address [" + text + "]");
+  }
+  destination.sin6_port = htons(port_);
+  destination.sin6_scope_id = interfaceIndex_;
+  ssize_t sent;
+  do {
+    sent = ::sendto(socket_->GetFd(), buffer.data(), buffer.size(), 0,
+                    reinterpret_cast<const sockaddr*>(&destination), sizeof(destination));
+  } while (sent == -1 && errno == EINTR);
+  if (sent == -1) ORVA_THROW(RuntimeException, "Fail to send message, errno: [" + std::to_string(errno) + "]");
+  if (static_cast<size_t>(sent) != buffer.size()) {
+    ORVA_THROW(RuntimeException, "Partial message sent, sent length [" + std::to_string(sent) +
+                                     "], message size [" + std::to_string(buffer.size()) + "]");
+  }
 }
 
 }  // namespace ORVA::MESH::SDK::ScanWired

@@ -1,4 +1,15 @@
+#include "orvamesh/scan_wired/scan_sender.h"
+
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+#include "orvamesh/scan_wired/probe_packet.h"
 #include "orvamesh/scan_wired/probe_packet_serializer.h"
+#include "orvamesh/scan_wired/scan_header.h"
 #include "orvamesh/utils/exception.h"
 #include "scan_wired/wired_scan_packet.h"
 
@@ -14,6 +25,100 @@ std::vector<unsigned char> BuildProbePacket(const ProbePacket& probe) {
     ORVA_THROW_IN(Exception::RuntimeException, "SendProbe", Detail::PacketLimitMessage(packet.size()));
   }
   return packet;
+}
+
+// --- WiredScanSender ----------------------------------------
+
+using Exception::InvalidArgumentException;
+using Exception::RuntimeException;
+
+WiredScanSender::WiredScanSender(const orva::net::utils::IPAddress& group,
+                                 const orva::net::utils::IPAddress& source, unsigned short port,
+                                 unsigned int interfaceIndex)
+    : group_(group), source_(source), port_(port), interfaceIndex_(interfaceIndex) {
+  char name[IF_NAMESIZE];
+  if (::if_indextoname(interfaceIndex, name) == nullptr) {
+    if (errno == ENXIO || errno == ENODEV) {
+      ORVA_THROW(InvalidArgumentException,
+                 "Interface with index [" + std::to_string(interfaceIndex) + "] does not exist");
+    }
+    ORVA_THROW(RuntimeException, "Fail to check if interface exist, errno: [" + std::to_string(errno) + "]");
+  }
+  ValidateGroup();
+  ValidateSrcAddress();
+  SocketSetup();
+}
+
+WiredScanSender::WiredScanSender(const orva::net::utils::IPAddress& group,
+                                 const orva::net::utils::IPAddress& source, unsigned short port,
+                                 const std::string& interfaceName)
+    : group_(group), source_(source), port_(port) {
+  interfaceIndex_ = ::if_nametoindex(interfaceName.c_str());
+  if (interfaceIndex_ == 0) {
+    ORVA_THROW(InvalidArgumentException, "Interface [" + interfaceName + "] does not exist");
+  }
+  ValidateGroup();
+  ValidateSrcAddress();
+  SocketSetup();
+}
+
+void WiredScanSender::ValidateGroup() const {
+  if (!group_.IsIPv6()) {
+    ORVA_THROW(InvalidArgumentException, "group [" + group_.ToString() + "] is not IPv6 address");
+  }
+  if (!group_.IsMulticast()) {
+    ORVA_THROW(InvalidArgumentException, "group [" + group_.ToString() + "] is not IPv6 Multicast address");
+  }
+}
+
+void WiredScanSender::ValidateSrcAddress() const {
+  if (!source_.IsIPv6()) {
+    ORVA_THROW(InvalidArgumentException, "source address [" + source_.ToString() + "] is not IPv6 address");
+  }
+}
+
+void WiredScanSender::SocketSetup() {
+  socket_ = std::make_unique<SocketWrapper>(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+  const int fd = socket_->GetFd();
+  const int index = static_cast<int>(interfaceIndex_);
+  if (::setsockopt(fd, IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof(index)) == -1) {
+    ORVA_THROW(RuntimeException,
+               "Fail to set socket option IPV6_MULTICAST_IF, errno: [" + std::to_string(errno) + "]");
+  }
+  const std::string text = source_.ToString();
+  sockaddr_in6 local{};
+  local.sin6_family = AF_INET6;
+  int parsed = ::inet_pton(AF_INET6, text.c_str(), &local.sin6_addr);
+  if (parsed == 0) ORVA_THROW(RuntimeException, "source address [" + text + "] is not a valid IPv6 address");
+  if (parsed == -1) ORVA_THROW(RuntimeException, "Fail to inet_pton, errno: [" + std::to_string(errno) + "]");
+  // A link-local source is only bindable together with its link.
+  local.sin6_scope_id = interfaceIndex_;
+  if (::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) == -1) {
+    ORVA_THROW(RuntimeException, "Fail to bind, errno: [" + std::to_string(errno) + "]");
+  }
+}
+
+void WiredScanSender::SendProbe(const ProbePacket& probe) const { SendBuffer(BuildProbePacket(probe)); }
+
+void WiredScanSender::SendBuffer(const std::vector<unsigned char>& buffer) const {
+  const std::string text = group_.ToString();
+  sockaddr_in6 destination{};
+  destination.sin6_family = AF_INET6;
+  if (::inet_pton(AF_INET6, text.c_str(), &destination.sin6_addr) != 1) {
+    ORVA_THROW(RuntimeException, "Ill-formed address [" + text + "]");
+  }
+  destination.sin6_port = htons(port_);
+  destination.sin6_scope_id = interfaceIndex_;
+  ssize_t sent;
+  do {
+    sent = ::sendto(socket_->GetFd(), buffer.data(), buffer.size(), 0,
+                    reinterpret_cast<const sockaddr*>(&destination), sizeof(destination));
+  } while (sent == -1 && errno == EINTR);
+  if (sent == -1) ORVA_THROW(RuntimeException, "Fail to send message, errno: [" + std::to_string(errno) + "]");
+  if (static_cast<size_t>(sent) != buffer.size()) {
+    ORVA_THROW(RuntimeException, "Partial message sent, sent length [" + std::to_string(sent) +
+                                     "], message size [" + std::to_string(buffer.size()) + "]");
+  }
 }
 
 }  // namespace ORVA::MESH::SDK::ScanWired

@@ -55,11 +55,10 @@ TEST(LedMode, ConvertsOnlyTheThreeExactLowerCaseNames) {
   }
 }
 
-TEST(LedConfig, DefaultsToNormalWithoutBlinkingOrSchedule) {
-  LedConfig config;
-  EXPECT_FALSE(config.blinking);
-  EXPECT_EQ(config.mode, LED_MODE::NORMAL);
-  EXPECT_TRUE(config.schedule.empty());
+TEST(LedRecords, DefaultToNoNodeAndANormalOrUnknownMode) {
+  EXPECT_EQ(LedConfig(), (LedConfig{false, LED_MODE::NORMAL, ""}));
+  EXPECT_EQ(LedBlinkingSetting(), (LedBlinkingSetting{-1, false}));
+  EXPECT_EQ(LedScheduleSetting(), (LedScheduleSetting{-1, LED_MODE::UNKNOWN, ""}));
 }
 
 TEST(LedConfig, SerializesEveryFieldAndReadsItBack) {
@@ -160,13 +159,6 @@ TEST(LedBlinkingSetting, AcceptsAnyOtherNodeIdAndDefaultsBlinkingToOff) {
   EXPECT_EQ(setting, (LedBlinkingSetting{0, false}));
   EXPECT_EQ(setting.Deserialize(Parse(R"({"id": -2, "blinking": true})")), 0);
   EXPECT_EQ(setting, (LedBlinkingSetting{-2, true}));
-}
-
-TEST(LedScheduleSetting, DefaultsToNoNodeAndNoMode) {
-  LedScheduleSetting setting;
-  EXPECT_EQ(setting.id, -1);
-  EXPECT_EQ(setting.mode, LED_MODE::UNKNOWN);
-  EXPECT_TRUE(setting.schedule.empty());
 }
 
 TEST(LedScheduleSetting, RoundTripsThroughJson) {

@@ -1,0 +1,105 @@
+#pragma once
+// The range extender's receiver of wired-scan probes. It joins an IPv6 multicast group on one
+// interface, binds a UDP socket to the group and port on that interface, and runs one IO
+// thread that receives datagrams, reads each as a probe and hands every valid probe, with its
+// source address, to the registered callbacks in ascending id order.
+//
+// Threads and locks: the public operations hold the API mutex around their private twins, so
+// start and stop never interleave. The IO thread takes only the state mutex (to copy the
+// callback table and read the stop request), and callbacks run on the IO thread without any
+// lock of the listener, so a callback may add or delete callbacks. A callback must not stop
+// its own listener: the stop waits for the IO thread.
+//
+// The socket is bound to the group address with the interface as scope, so it only sees
+// datagrams to that group arriving on that interface. When the IO thread ends by itself (an
+// unexpected fault), the socket and pipe are released by the next StopListening() or by the
+// destructor; the listener counts as running until then.
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvamesh/export.h"
+#include "orvamesh/platform/ip_address.h"
+#include "orvamesh/utils/mutex.h"
+#include "orvamesh/utils/pipe_wrapper.h"
+#include "orvamesh/utils/socket_wrapper.h"
+
+namespace ORVA::MESH::SDK::ScanWired {
+
+class ProbePacket;
+
+class ORVA_EXPORT WiredScanListener {
+ public:
+  using Callback = std::function<void(const ProbePacket&, const sockaddr_storage&)>;
+
+  // Throws InvalidArgumentException for an unknown interface or a group that is not an IPv6
+  // multicast address. A port of 0 lets the system choose one (see GetListeningPort()).
+  WiredScanListener(const orva::net::utils::IPAddress& group, const std::string& interfaceName,
+                    unsigned short port);
+  WiredScanListener(const orva::net::utils::IPAddress& group, unsigned int interfaceIndex,
+                    unsigned short port);
+  // Stops listening; never throws.
+  virtual ~WiredScanListener();
+  WiredScanListener(const WiredScanListener&) = delete;
+  WiredScanListener& operator=(const WiredScanListener&) = delete;
+
+  // Both are idempotent.
+  void StartListening();
+  void StopListening();
+
+  // Returns the new callback's id; ids are never reused.
+  int AddCallback(const Callback& callback);
+  void DelCallback(int id);
+
+  // The bound port in host order; throws LogicException when not listening.
+  unsigned short GetListeningPort() const;
+
+ private:
+  void ValidateGroup() const;
+  void _StartListening();
+  void _StopListening();
+  int _AddCallback(const Callback& callback);
+  void _DelCallback(int id);
+  unsigned short _GetListeningPort() const;
+
+  void SocketSetup();
+  void StartIOThread();
+  void JoinIOThread();
+  void WakeUpIOThreadWithPipe();
+  static void* ThreadEntry(void* self);
+  void LoopTask();
+  void ReceiveLoop();
+  bool HandlePipeEvent(uint32_t events);
+  void HandleSocketEvent(uint32_t events);
+  std::vector<unsigned char> ReceivePacket(sockaddr_storage& source) const;
+  static ProbePacket ParsePacket(const std::vector<unsigned char>& packet);
+  void Dispatch(const ProbePacket& packet, const sockaddr_storage& source);
+  void InvokeCallback(int id, const Callback& callback, const ProbePacket& packet,
+                      const sockaddr_storage& source) const;
+  void ReleaseResources() noexcept;
+
+  orva::net::utils::IPAddress group_;
+  unsigned int interfaceIndex_ = 0;
+  unsigned short port_ = 0;
+
+  std::shared_ptr<SocketWrapper> socket_;
+  std::shared_ptr<PipeWrapper> pipe_;
+  pthread_t thread_{};
+  std::atomic<bool> running_{false};
+  std::atomic<bool> stopRequested_{false};
+
+  std::map<int, Callback> callbacks_;
+  int nextId_ = 0;
+
+  mutable Mutex apiMutex_;
+  Mutex stateMutex_;
+};
+
+}  // namespace ORVA::MESH::SDK::ScanWired

@@ -1,0 +1,108 @@
+#pragma once
+// The CAP's receiver of wired-scan responses. It binds a UDP socket to the CAP's own address
+// and port on one interface and runs one IO thread that receives datagrams, opens each sealed
+// payload with the scan's key pair, reads the response and hands it, with its source address,
+// to the registered callbacks in ascending id order. Anything that cannot be opened or read
+// (an answer sealed to another key, a forged or truncated datagram) is logged and dropped.
+//
+// Threads and locks are those of WiredScanResponseReceiver: the API mutex orders the public
+// operations, the IO thread takes only the state mutex, callbacks run on the IO thread without
+// a lock of the receiver and must not stop it. When the address is a multicast group the
+// socket also joins it; the CAP binds its link-local unicast address.
+#include <netinet/in.h>
+#include <pthread.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvamesh/export.h"
+#include "orvamesh/platform/ip_address.h"
+#include "orvamesh/utils/mutex.h"
+#include "orvamesh/utils/pipe_wrapper.h"
+#include "orvamesh/utils/socket_wrapper.h"
+
+namespace ORVA::MESH::SDK::ScanWired {
+
+class ResponsePacket;
+
+class ORVA_EXPORT WiredScanResponseReceiver {
+ public:
+  using Callback = std::function<void(const ResponsePacket&, const sockaddr_storage&)>;
+
+  // Throws InvalidArgumentException for an unknown interface, an address that is not IPv6 or a
+  // key that is not 32 bytes long. A port of 0 lets the system choose one (GetListeningPort()).
+  WiredScanResponseReceiver(const orva::net::utils::IPAddress& address,
+                            const std::vector<unsigned char>& publicKey,
+                            const std::vector<unsigned char>& secretKey, const std::string& interfaceName,
+                            unsigned short port);
+  WiredScanResponseReceiver(const orva::net::utils::IPAddress& address,
+                            const std::vector<unsigned char>& publicKey,
+                            const std::vector<unsigned char>& secretKey, unsigned int interfaceIndex,
+                            unsigned short port);
+  // Stops listening; never throws.
+  virtual ~WiredScanResponseReceiver();
+  WiredScanResponseReceiver(const WiredScanResponseReceiver&) = delete;
+  WiredScanResponseReceiver& operator=(const WiredScanResponseReceiver&) = delete;
+
+  // Both are idempotent.
+  void StartReceiving();
+  void StopReceiving();
+
+  // Returns the new callback's id; ids are never reused.
+  int AddCallback(const Callback& callback);
+  void DelCallback(int id);
+
+  // The bound port in host order; throws when not receiving.
+  unsigned short GetListeningPort() const;
+
+ private:
+  void ValidateAddress() const;
+  void ValidatePublicKey() const;
+  void ValidateSecretKey() const;
+  void _StartReceiving();
+  void _StopReceiving();
+  int _AddCallback(const Callback& callback);
+  void _DelCallback(int id);
+  unsigned short _GetListeningPort() const;
+
+  void SocketSetup();
+  void StartIOThread();
+  void JoinIOThread();
+  void WakeUpIOThreadWithPipe();
+  static void* ThreadEntry(void* self);
+  void LoopTask();
+  void ReceiveLoop();
+  bool HandlePipeEvent(uint32_t events);
+  void HandleSocketEvent(uint32_t events);
+  std::vector<unsigned char> ReceivePacket(sockaddr_storage& source) const;
+  ResponsePacket ParsePacket(const std::vector<unsigned char>& packet) const;
+  void Dispatch(const ResponsePacket& packet, const sockaddr_storage& source);
+  void InvokeCallback(int id, const Callback& callback, const ResponsePacket& packet,
+                      const sockaddr_storage& source) const;
+  void ReleaseResources() noexcept;
+
+  orva::net::utils::IPAddress address_;
+  std::vector<unsigned char> publicKey_;
+  std::vector<unsigned char> secretKey_;
+  unsigned int interfaceIndex_ = 0;
+  unsigned short port_ = 0;
+
+  std::shared_ptr<SocketWrapper> socket_;
+  std::shared_ptr<PipeWrapper> pipe_;
+  pthread_t thread_{};
+  std::atomic<bool> running_{false};
+  std::atomic<bool> stopRequested_{false};
+
+  std::map<int, Callback> callbacks_;
+  int nextId_ = 0;
+
+  mutable Mutex apiMutex_;
+  Mutex stateMutex_;
+};
+
+}  // namespace ORVA::MESH::SDK::ScanWired

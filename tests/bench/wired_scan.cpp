@@ -1,0 +1,139 @@
+// Time from StartScan() until all 16 REs on a bridge are in the CAP's result, beside the bare
+// cost of opening their 16 sealed answers (crypto_box_seal_open) measured in the same run.
+// The scan needs root for its network namespaces; elsewhere only the baseline runs.
+#include <benchmark/benchmark.h>
+#include <sodium.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "orvamesh/scan_wired/cap_scan_sender.h"
+#include "orvamesh/scan_wired/re_scan_responder.h"
+#include "orvamesh/scan_wired/response_packet.h"
+#include "orvamesh/scan_wired/response_packet_serializer.h"
+#include "support/lan.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK::ScanWired;
+using Clock = std::chrono::steady_clock;
+
+constexpr int kREs = 16;
+double g_scanMedianUs = 0;
+double g_openMedianUs = 0;
+
+double Median(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values.empty() ? 0 : values[values.size() / 2];
+}
+
+struct Segment {
+  orva::test::Lan lan;
+  const orva::test::NetNs* cap = nullptr;
+  std::vector<std::unique_ptr<REScanResponder>> responders;
+  std::unique_ptr<CAPScanSender> scan;
+
+  Segment() {
+    cap = &lan.AddHost("cap");
+    for (int i = 0; i < kREs; ++i) {
+      const auto& re = lan.AddHost("re");
+      re.RunIn([&] {
+        ScanResponderInitData identity;
+        identity.unique = "velanto_platb_hm2000";
+        identity.serial = "SN" + std::to_string(i);
+        identity.os_name = "OrvaOS";
+        identity.os_version = "5.2.0";
+        responders.push_back(std::make_unique<REScanResponder>(identity, "eth0"));
+        responders.back()->StartListening();
+      });
+    }
+    cap->RunIn([&] { scan = std::make_unique<CAPScanSender>("eth0"); });
+  }
+  ~Segment() {
+    scan.reset();
+    responders.clear();
+  }
+};
+
+std::unique_ptr<Segment> g_segment;
+
+void BM_ScanUntilAll16Present(benchmark::State& state) {
+  std::vector<double> samples;
+  for (auto _ : state) {
+    double us = 0;
+    g_segment->cap->RunIn([&] {
+      const auto start = Clock::now();
+      g_segment->scan->StartScan();
+      while (g_segment->scan->GetScanResult().size() < kREs) {
+        if (Clock::now() - start > std::chrono::seconds(5)) break;
+        std::this_thread::sleep_for(std::chrono::microseconds(20));
+      }
+      us = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+      g_segment->scan->StopScan();
+    });
+    if (g_segment->scan->GetScanResult().size() < kREs) {
+      state.SkipWithError("not every RE answered within 5 s");
+      break;
+    }
+    samples.push_back(us);
+    state.SetIterationTime(us / 1e6);
+  }
+  g_scanMedianUs = Median(samples);
+  state.counters["median_us"] = g_scanMedianUs;
+}
+
+void BM_Open16SealedAnswers(benchmark::State& state) {
+  if (sodium_init() < 0) {
+    state.SkipWithError("libsodium");
+    return;
+  }
+  std::vector<unsigned char> pk(crypto_box_PUBLICKEYBYTES), sk(crypto_box_SECRETKEYBYTES);
+  crypto_box_keypair(pk.data(), sk.data());
+  ether_addr mac{{0x02, 0x24, 0xe7, 1, 2, 3}};
+  ResponsePacket response("OrvaOS", "velanto_platb_hm2000", "SN0", "5.2.0", 1, 0, mac, in6_addr{}, 443, 1234);
+  const auto stream = ResponsePacketSerializer().Serialize(response);
+  std::vector<std::vector<unsigned char>> sealed(kREs, std::vector<unsigned char>(stream->size() + crypto_box_SEALBYTES));
+  for (auto& box : sealed) crypto_box_seal(box.data(), stream->data(), stream->size(), pk.data());
+  std::vector<unsigned char> opened(stream->size());
+  std::vector<double> samples;
+  for (auto _ : state) {
+    const auto start = Clock::now();
+    for (const auto& box : sealed) {
+      benchmark::DoNotOptimize(crypto_box_seal_open(opened.data(), box.data(), box.size(), pk.data(), sk.data()));
+    }
+    const double us = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+    samples.push_back(us);
+    state.SetIterationTime(us / 1e6);
+  }
+  g_openMedianUs = Median(samples);
+  state.counters["median_us"] = g_openMedianUs;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  orva::test::LogCapture quiet;  // keep the scans' lines out of the machine's syslog
+  BENCHMARK(BM_Open16SealedAnswers)->UseManualTime()->Iterations(200)->Unit(benchmark::kMicrosecond);
+  const std::string reason = orva::test::NetnsUnavailableReason();
+  if (reason.empty()) {
+    g_segment = std::make_unique<Segment>();
+    BENCHMARK(BM_ScanUntilAll16Present)->UseManualTime()->Iterations(30)->Unit(benchmark::kMicrosecond);
+  } else {
+    std::printf("wired_scan: the 16-RE scan is skipped: %s\n", reason.c_str());
+  }
+  benchmark::RunSpecifiedBenchmarks();
+  g_segment.reset();
+  if (g_scanMedianUs > 0 && g_openMedianUs > 0) {
+    std::printf("wired_scan: median StartScan -> 16 entries %.0f us; 16 x crypto_box_seal_open %.0f us; ratio %.1f\n",
+                g_scanMedianUs, g_openMedianUs, g_scanMedianUs / g_openMedianUs);
+  }
+  benchmark::Shutdown();
+  return 0;
+}

@@ -1,0 +1,185 @@
+// The RE role on a real segment: what it answers, to whom it does not, and how it stands a
+// flood of garbage on its port.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "orvamesh/platform/ip_address.h"
+#include "orvamesh/platform/system_root.h"
+#include "orvamesh/scan_wired/probe_packet.h"
+#include "orvamesh/scan_wired/re_scan_responder.h"
+#include "orvamesh/scan_wired/response_packet_serializer.h"
+#include "orvamesh/utils/exception.h"
+#include "scan_peer.h"
+#include "scan_wired/wired_scan_packet.h"
+#include "support/lan.h"
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+#include "support/wait_until.h"
+
+namespace {
+
+using ORVA::MESH::SDK::ScanWired::BuildProbePacket;
+using ORVA::MESH::SDK::ScanWired::ProbePacket;
+using ORVA::MESH::SDK::ScanWired::REScanResponder;
+using ORVA::MESH::SDK::ScanWired::ResponsePacket;
+using ORVA::MESH::SDK::ScanWired::ScanResponderInitData;
+using orva::net::utils::IPAddress;
+using namespace orva::test;
+
+ScanResponderInitData Identity() {
+  ScanResponderInitData data;
+  data.unique = "velanto_platd_hw4000";
+  data.serial = "US";
+  data.os_name = "OrvaOS";
+  data.os_version = "5.2.1";
+  data.os_build_num = 4711;
+  data.os_update_num = 3;
+  data.access_port = 8443;
+  return data;
+}
+
+std::string MacText(const ether_addr& mac) {
+  char text[18];
+  std::snprintf(text, sizeof(text), "%02x:%02x:%02x:%02x:%02x:%02x", mac.ether_addr_octet[0], mac.ether_addr_octet[1],
+                mac.ether_addr_octet[2], mac.ether_addr_octet[3], mac.ether_addr_octet[4], mac.ether_addr_octet[5]);
+  return text;
+}
+
+class REResponderOnTheWire : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ORVA_REQUIRE_NETNS();
+    lan_ = std::make_unique<Lan>();
+    re_ = &lan_->AddHost("re");
+    cap_ = &lan_->AddHost("cap");
+    keys_ = MakeKeyPair();
+    collector_ = std::make_unique<AnswerCollector>(*cap_, keys_);
+    re_->RunIn([&] {
+      responder_ = std::make_unique<REScanResponder>(Identity(), "eth0");
+      responder_->StartListening();
+    });
+  }
+  void TearDown() override {
+    responder_.reset();
+    collector_.reset();
+    lan_.reset();
+  }
+
+  LogCapture log_;
+  std::unique_ptr<Lan> lan_;
+  const NetNs* re_ = nullptr;
+  const NetNs* cap_ = nullptr;
+  KeyPair keys_;
+  std::unique_ptr<AnswerCollector> collector_;
+  std::unique_ptr<REScanResponder> responder_;
+};
+
+TEST_F(REResponderOnTheWire, AnswersWithItsIdentityInterfaceAddressesAndUptime) {
+  const unsigned long before = UptimeNow();
+  SendProbe(*cap_, keys_.publicKey);
+  ASSERT_TRUE(collector_->WaitFor(1));
+  const unsigned long after = UptimeNow();
+  const ResponsePacket answer = collector_->Answers().at(0);
+  EXPECT_EQ(answer.GetUnique(), "velanto_platd_hw4000");
+  EXPECT_EQ(answer.GetSerial(), "US");
+  EXPECT_EQ(answer.GetOsName(), "OrvaOS");
+  EXPECT_EQ(answer.GetOsVersion(), "5.2.1");
+  EXPECT_EQ(answer.GetOsBuildNum(), 4711u);
+  EXPECT_EQ(answer.GetOsUpdateNum(), 3);
+  EXPECT_EQ(answer.GetAccessPort(), 8443);
+  EXPECT_EQ(MacText(answer.GetMacAddress()), re_->Mac("eth0"));
+  EXPECT_EQ(IPAddress(answer.GetIpv6Address()), IPAddress(re_->LinkLocal("eth0")));
+  EXPECT_GE(answer.GetUptime(), before);
+  EXPECT_LE(answer.GetUptime(), after);
+}
+
+TEST_F(REResponderOnTheWire, ALaterProbeGetsALaterUptimeAndOtherwiseTheSameAnswer) {
+  TempDir root;
+  root.WriteFile("proc/uptime", "100.93 180.00\n");
+  orva::platform::SystemRoot::Set(root.Path());
+  SendProbe(*cap_, keys_.publicKey);
+  ASSERT_TRUE(collector_->WaitFor(1));
+  root.WriteFile("proc/uptime", "101.02 181.50\n");
+  SendProbe(*cap_, keys_.publicKey);
+  const bool second = collector_->WaitFor(2);
+  orva::platform::SystemRoot::Set("");
+  ASSERT_TRUE(second);
+
+  auto answers = collector_->Answers();
+  EXPECT_EQ(answers[0].GetUptime(), 100u);
+  EXPECT_EQ(answers[1].GetUptime(), 101u);
+  answers[1].SetUptime(100);
+  EXPECT_EQ(ORVA::MESH::SDK::ScanWired::ResponsePacketSerializer().Serialize(answers[0])->size(),
+            ORVA::MESH::SDK::ScanWired::ResponsePacketSerializer().Serialize(answers[1])->size());
+  EXPECT_EQ(*ORVA::MESH::SDK::ScanWired::ResponsePacketSerializer().Serialize(answers[0]),
+            *ORVA::MESH::SDK::ScanWired::ResponsePacketSerializer().Serialize(answers[1]));
+}
+
+TEST_F(REResponderOnTheWire, DoesNotAnswerIPv4OrGlobalIPv6Probers) {
+  re_->MustExec({"ip", "addr", "add", "192.0.2.2/24", "dev", "eth0"});
+  cap_->MustExec({"ip", "addr", "add", "192.0.2.1/24", "dev", "eth0"});
+  cap_->MustExec({"ip", "-6", "addr", "add", "2001:db8::1/64", "dev", "eth0", "nodad"});
+  const auto probe = BuildProbePacket(ProbePacket(keys_.publicKey));
+  UdpPeer(*cap_, AF_INET).SendTo("192.0.2.2", 7783, probe);
+  UdpPeer(*cap_, AF_INET6, "2001:db8::1").SendTo("ff02::1", 7783, probe);
+  ASSERT_TRUE(WaitUntil([&] { return log_.Contains("Address [2001:db8::1] not supported"); }));
+
+  // A link-local probe sent last is answered; it is the only answer.
+  SendProbe(*cap_, keys_.publicKey);
+  ASSERT_TRUE(collector_->WaitFor(1));
+  EXPECT_EQ(collector_->Count(), 1u);
+  EXPECT_FALSE(log_.Contains("[192.0.2.1]"));
+}
+
+TEST_F(REResponderOnTheWire, SurvivesAFloodOfMalformedDatagramsAndStillAnswers) {
+  const auto probe = BuildProbePacket(ProbePacket(keys_.publicKey));
+  std::vector<std::vector<unsigned char>> kinds;
+  kinds.push_back({0xab, 0xcd, 0xef});                                   // shorter than a header
+  kinds.push_back(probe);
+  kinds.back()[0] = 0x00;                                                // foreign signature
+  kinds.push_back(probe);
+  kinds.back().pop_back();                                               // shorter than the header says
+  kinds.push_back({0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 3, 0xc7, 0x20, 9});  // truncated msgpack
+  kinds.push_back({0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 3, 0xd4, 3, 7});     // a key-less probe
+  kinds.push_back(BuildProbePacket(ProbePacket(std::vector<unsigned char>(8180, 1))));  // 8192 bytes
+  kinds.push_back(BuildProbePacket(ProbePacket(std::vector<unsigned char>(5, 1))));     // unusable key
+
+  UdpPeer flooder(*cap_, AF_INET6);
+  constexpr size_t kTotal = 10000;
+  constexpr size_t kBatch = 50;
+  auto handled = [&] {
+    return log_.Matching("Dropping malformed probe packet").size() + log_.Matching("Fail to answer probe").size();
+  };
+  for (size_t sent = 0; sent < kTotal;) {
+    for (size_t i = 0; i < kBatch; ++i, ++sent) flooder.SendTo("ff02::1", 7783, kinds[sent % kinds.size()]);
+    // Paced so that the socket's receive queue never overflows: every datagram is accounted for.
+    ASSERT_TRUE(WaitUntil([&] { return handled() == kBatch; })) << "after " << sent << ": " << handled();
+    if (sent == kBatch) {
+      EXPECT_TRUE(log_.Contains("Signature mistmatch"));
+      EXPECT_TRUE(log_.Contains("Fail to unpack message"));
+      EXPECT_TRUE(log_.Contains("Missing fields in the packet: [9]"));
+      EXPECT_TRUE(log_.Contains("larger than buffer limit [8192]"));
+      EXPECT_TRUE(log_.Contains("Invalid key size"));
+    }
+    log_.Clear();
+  }
+  EXPECT_EQ(collector_->Count(), 0u);
+  SendProbe(*cap_, keys_.publicKey);
+  EXPECT_TRUE(collector_->WaitFor(1));
+}
+
+TEST(REResponderSetUp, RefusesAnInterfaceWithoutALinkLocalAddress) {
+  ORVA_REQUIRE_NETNS();
+  NetNs lonely("lonely");
+  lonely.MustExec({"sysctl", "-q", "-w", "net.ipv6.conf.default.disable_ipv6=1"});
+  AddVeth(&lonely, "d0", &lonely, "d1");
+  lonely.RunIn([] {
+    EXPECT_THROW(REScanResponder(Identity(), "d0"), ORVA::MESH::SDK::Exception::IpAddressNotExistException);
+    EXPECT_THROW(REScanResponder(Identity(), "nosuch0"), ORVA::MESH::SDK::Exception::IpAddressNotExistException);
+  });
+}
+
+}  // namespace

@@ -1,0 +1,270 @@
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "integration/webapi/webapi_env.h"
+#include "orvamesh/utils/compound_request.h"
+#include "orvamesh/utils/compound_response.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using ORVA::MESH::SDK::CompoundRequest;
+using ORVA::MESH::SDK::CompoundResponse;
+using ORVA::MESH::SDK::RemoteRequest;
+using ORVA::MESH::SDK::Request;
+using ORVA::MESH::SDK::Response;
+using ORVA::MESH::SDK::UploadDesc;
+using namespace ORVA::MESH::SDK::Webapi;
+using orva::test::LogCapture;
+using orva::test::WebapiEnv;
+
+// The text of every captured line without its "file:line " prefix.
+std::vector<std::string> Messages(const LogCapture& capture, int priority = LOG_ERR) {
+  std::vector<std::string> out;
+  for (const auto& line : capture.Lines()) {
+    if (line.priority == priority) out.push_back(line.text.substr(line.text.find(' ') + 1));
+  }
+  return out;
+}
+
+bool Has(const std::vector<std::string>& lines, const std::string& text) {
+  for (const auto& line : lines) {
+    if (line == text) return true;
+  }
+  return false;
+}
+
+using WebapiTransport = WebapiEnv;
+
+TEST_F(WebapiTransport, ABatchGetsOneAnswerPerCallInOrder) {
+  std::vector<Response> answers;
+  const std::vector<RemoteRequest> batch = {Call("Node.A", Params(R"({"n": 1})")), Call("Node.B"),
+                                            Call("Node.C")};
+  ASSERT_EQ(SendWebAPIs(batch, answers, "lo"), 0);
+  ASSERT_EQ(answers.size(), 3u);
+  for (size_t i = 0; i < batch.size(); ++i) {
+    EXPECT_TRUE(answers[i].IsValid());
+    EXPECT_TRUE(answers[i].IsSuccess());
+    EXPECT_EQ(answers[i].GetAPI(), batch[i].GetAPI());
+    std::string api;
+    ASSERT_TRUE(answers[i].GetStringField("api", api));
+    EXPECT_EQ(api, batch[i].GetAPI());
+  }
+  Json::Value params;
+  ASSERT_TRUE(answers[0].GetObjectField("params", params));
+  EXPECT_EQ(params["n"], 1);
+  const auto calls = server_->Calls();
+  ASSERT_EQ(calls.size(), 3u);
+  for (const auto& call : calls) EXPECT_EQ(call["user"], "admin");
+}
+
+TEST_F(WebapiTransport, ReportsEachFailedOrIllFormedAnswerAndStillFillsTheOthers) {
+  LogCapture capture;
+  std::vector<Response> answers;
+  const std::vector<RemoteRequest> batch = {
+      Call("Test.Fail", Params(R"({"code": 42})")), Call("Node.Ok"), Call("Test.IllFormed"),
+      Call("Test.Status", Params(R"({"status": 500, "body": "oops"})")),
+      Call("Test.Status", Params(R"({"status": 503, "body": "{\"success\": false, \"error\": {\"code\": 503}}"})"))};
+  EXPECT_EQ(SendWebAPIs(batch, answers, "lo"), -1);
+  ASSERT_EQ(answers.size(), 5u);
+  EXPECT_TRUE(answers[0].IsValid());
+  EXPECT_FALSE(answers[0].IsSuccess());
+  EXPECT_EQ(answers[0].GetErrorCode(), 42);
+  EXPECT_TRUE(answers[1].IsSuccess());
+  EXPECT_FALSE(answers[2].IsValid());
+  EXPECT_FALSE(answers[3].IsValid());
+  EXPECT_TRUE(answers[4].IsValid());
+  EXPECT_EQ(answers[4].GetErrorCode(), 503);
+  const auto errors = Messages(capture);
+  EXPECT_TRUE(Has(errors, "[::1][Test.Fail][1][get] webapi request failed: [42]"));
+  EXPECT_TRUE(Has(errors, "Ill-formed webapi response from [::1][Test.IllFormed][1][get] : this is not json"));
+  EXPECT_TRUE(Has(errors, "Ill-formed webapi response from [::1][Test.Status][1][get] : oops"));
+  EXPECT_FALSE(Has(errors, "Fail to send webapi, webapiMgr error code: [0]"));
+  const auto debug = Messages(capture, LOG_DEBUG);
+  ASSERT_EQ(debug.size(), 4u);
+  EXPECT_EQ(debug[0].rfind("Detailed Request: [::1][" + std::to_string(server_->Port()) +
+                               "][mesh][Test.Fail][1][get][{",
+                           0),
+            0u);
+}
+
+TEST_F(WebapiTransport, RetryResendsOnlyTheCallsThatFailed) {
+  std::vector<Response> answers;
+  const std::vector<RemoteRequest> batch = {
+      Call("Node.First"), Call("Test.FailTimes", Params(R"({"key": "second", "times": 2})")),
+      Call("Node.Third")};
+  EXPECT_EQ(SendWebAPIsRetry(batch, answers, 2, "lo"), 0);
+  ASSERT_EQ(answers.size(), 3u);
+  for (const auto& answer : answers) EXPECT_TRUE(answer.IsSuccess());
+  EXPECT_EQ(server_->CountCalls("Node.First"), 1u);
+  EXPECT_EQ(server_->CountCalls("Test.FailTimes"), 3u);
+  EXPECT_EQ(server_->CountCalls("Node.Third"), 1u);
+}
+
+TEST_F(WebapiTransport, RetryGivesUpAfterTheLastPass) {
+  LogCapture capture;
+  std::vector<Response> answers;
+  EXPECT_EQ(SendWebAPIsRetry({Call("Node.Ok"), Call("Test.Fail")}, answers, 1, "lo"), -1);
+  EXPECT_EQ(server_->CountCalls("Test.Fail"), 2u);
+  EXPECT_EQ(server_->CountCalls("Node.Ok"), 1u);
+  EXPECT_TRUE(answers[0].IsSuccess());
+  EXPECT_FALSE(answers[1].IsSuccess());
+
+  Response single;
+  EXPECT_EQ(SendWebAPIRetry(Call("Test.Fail"), single, 0, "lo"), -1);
+  EXPECT_EQ(server_->CountCalls("Test.Fail"), 3u);
+  EXPECT_TRUE(single.IsValid());
+  EXPECT_EQ(single.GetErrorCode(), 1);
+  EXPECT_EQ(SendWebAPIRetry(Call("Test.FailTimes", Params(R"({"key": "s", "times": 1})")), single,
+                            3, "lo"),
+            0);
+  EXPECT_EQ(server_->CountCalls("Test.FailTimes"), 2u);
+  EXPECT_TRUE(single.IsSuccess());
+}
+
+TEST_F(WebapiTransport, TheLargestRetryCountSendsNothingYetTheTwoFormsDisagree) {
+  Response single;
+  EXPECT_EQ(SendWebAPIRetry(Call("Node.Ok"), single, 4294967295u, "lo"), -1);
+  std::vector<Response> answers;
+  EXPECT_EQ(SendWebAPIsRetry({Call("Node.Ok"), Call("Node.Ok")}, answers, 4294967295u, "lo"), 0);
+  ASSERT_EQ(answers.size(), 2u);
+  EXPECT_FALSE(answers[0].IsValid());
+  EXPECT_FALSE(answers[1].IsValid());
+  EXPECT_TRUE(server_->Calls().empty());
+}
+
+TEST_F(WebapiTransport, RefusesAnEmptyBatchOrInterfaceBeforeSendingAnything) {
+  {
+    LogCapture capture;
+    std::vector<Response> answers(2);
+    EXPECT_EQ(SendWebAPIs({}, answers, "lo"), -1);
+    EXPECT_TRUE(answers.empty());
+    EXPECT_EQ(Messages(capture), std::vector<std::string>{"Empty webapi request"});
+  }
+  {
+    LogCapture capture;
+    std::vector<Response> answers;
+    EXPECT_EQ(SendWebAPIs({Call("Node.Ok"), Call("Node.Ok")}, answers, ""), -1);
+    EXPECT_EQ(answers.size(), 2u);
+    EXPECT_EQ(Messages(capture), (std::vector<std::string>{"Cannot pass empty string as interface name",
+                                                           "Fail to check/add ipv6 link-local postfix"}));
+    Response single;
+    EXPECT_EQ(SendWebAPI(Call("Node.Ok"), single, ""), -1);
+    EXPECT_EQ(SendWebAPIRetry(Call("Node.Ok"), single, 2, ""), -1);
+    EXPECT_FALSE(single.IsValid());
+  }
+  EXPECT_TRUE(server_->Calls().empty());
+}
+
+TEST_F(WebapiTransport, WarnsWhenSendingWithoutInitialisation) {
+  ASSERT_EQ(OrvaCredCleanUp(), 0);
+  EXPECT_EQ(OrvaCredCleanUp(), 0);
+  LogCapture capture;
+  Response answer;
+  EXPECT_EQ(SendWebAPI(Call("Node.Ok"), answer, "lo"), 0);
+  EXPECT_TRUE(Has(Messages(capture), "Warning: curl not initialized, refer to OrvaCredInit() function"));
+  EXPECT_EQ(OrvaCredInit(false), 0);
+  EXPECT_EQ(OrvaCredInit(true), 0);
+}
+
+TEST_F(WebapiTransport, UploadsTravelAsFormPartsBesideTheCall) {
+  const std::string patch = dir_.WriteFile("patch.bin", "firmware-bytes");
+  const RemoteRequest upload("::1", server_->Port(), "mesh", "Upgrade.Patch", 1, "upload",
+                             Params(R"({"node": 3})"), 5, {UploadDesc("file", patch)});
+  Response answer;
+  LogCapture capture;
+  ASSERT_EQ(SendWebAPI(upload, answer, "lo"), 0) << ::testing::PrintToString(capture.Texts());
+  Json::Value uploads;
+  ASSERT_TRUE(answer.GetObjectField("uploads", uploads));
+  EXPECT_EQ(uploads["file"]["text"], "firmware-bytes");
+  Json::Value params;
+  ASSERT_TRUE(answer.GetObjectField("params", params));
+  EXPECT_EQ(params["node"], 3);
+}
+
+TEST_F(WebapiTransport, ARefusedUploadAbortsTheWholeBatch) {
+  LogCapture capture;
+  const RemoteRequest upload("::1", server_->Port(), "mesh", "Upgrade.Patch", 1, "upload",
+                             Json::Value(), 5, {UploadDesc("file", dir_.Join("missing.bin"))});
+  std::vector<Response> answers;
+  EXPECT_EQ(SendWebAPIs({Call("Node.Ok"), upload, Call("Node.Ok")}, answers, "lo"), -1);
+  EXPECT_EQ(answers.size(), 3u);
+  EXPECT_TRUE(Has(Messages(capture), "Fail to set upload file [file][" + dir_.Join("missing.bin") +
+                                         "] for [[::1][Upgrade.Patch][1][upload]]"));
+  EXPECT_TRUE(server_->Calls().empty());
+}
+
+TEST_F(WebapiTransport, ARefusedLoginIsAFailedAnswerAndAnUnknownSessionIsNotSent) {
+  LogCapture capture;
+  std::vector<Response> answers;
+  EXPECT_EQ(SendWebAPIs({Call("Node.Ok", Json::Value(), "stale"), Call("Node.Ok", Json::Value(), "nobody"),
+                         Call("Node.Ok")},
+                        answers, "lo"),
+            -1);
+  EXPECT_TRUE(answers[0].IsValid());
+  EXPECT_FALSE(answers[0].IsSuccess());
+  EXPECT_EQ(answers[0].GetErrorCode(), 401);
+  EXPECT_FALSE(answers[1].IsValid());
+  EXPECT_TRUE(answers[2].IsSuccess());
+  EXPECT_TRUE(Has(Messages(capture), "Fail to add [[::1][Node.Ok][1][get]] to webapiMgr: [1002]"));
+  EXPECT_EQ(server_->CountCalls("Node.Ok"), 2u);
+}
+
+TEST_F(WebapiTransport, LateAndMissingAnswersTimeOutWithoutHoldingUpTheOthers) {
+  LogCapture capture;
+  std::vector<Response> answers;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(SendWebAPIs({Call("Test.Delay", Params(R"({"ms": 4000})"), "mesh", 1),
+                         Call("Test.Never", Json::Value(), "mesh", 1), Call("Node.Ok", Json::Value(), "mesh", 1)},
+                        answers, "lo"),
+            -1);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3900));
+  EXPECT_FALSE(answers[0].IsValid());
+  EXPECT_FALSE(answers[1].IsValid());
+  EXPECT_TRUE(answers[2].IsSuccess());
+  const auto errors = Messages(capture);
+  EXPECT_TRUE(Has(errors, "Fail to send webapi, webapiMgr error code: [28]"));
+  EXPECT_TRUE(Has(errors, "Ill-formed webapi response from [::1][Test.Never][1][get] : "));
+}
+
+TEST_F(WebapiTransport, AServerThatIsDownGivesInvalidAnswers) {
+  const int fd = ::socket(AF_INET6, SOCK_STREAM, 0);
+  sockaddr_in6 address{};
+  address.sin6_family = AF_INET6;
+  address.sin6_addr = in6addr_loopback;
+  socklen_t length = sizeof address;
+  ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length), 0);
+  ::close(fd);  // Nobody listens on that port any more.
+  LogCapture capture;
+  Response answer;
+  const RemoteRequest down("::1", ntohs(address.sin6_port), "mesh", "Node.Ok", 1, "get", Json::Value(), 2, {});
+  EXPECT_EQ(SendWebAPI(down, answer, "lo"), -1);
+  EXPECT_FALSE(answer.IsValid());
+  EXPECT_TRUE(Has(Messages(capture), "Fail to send webapi, webapiMgr error code: [7]"));
+}
+
+TEST_F(WebapiTransport, ABatchCallTravelsAsOneEntryRequest) {
+  const CompoundRequest batch({Request("Node.A", 1, "get", Json::Value(), {}),
+                               Request("Test.Fail", 2, "set", Params(R"({"code": 5})"), {})},
+                              false);
+  Response plain;
+  EXPECT_EQ(SendWebAPI(RemoteRequest("::1", server_->Port(), "mesh", batch, 5), plain, "lo"), 0);
+  const CompoundResponse answer(plain);
+  ASSERT_TRUE(answer.IsValid());
+  EXPECT_TRUE(answer.HasFail());
+  ASSERT_EQ(answer.GetResponses().size(), 2u);
+  EXPECT_TRUE(answer.GetResponses()[0].IsSuccess());
+  EXPECT_EQ(answer.GetResponses()[1].GetErrorCode(), 5);
+  EXPECT_EQ(answer.GetResponses()[1].GetVersion(), 2);
+  EXPECT_EQ(server_->CountCalls("ORVA.Entry.Request"), 1u);
+}
+
+}  // namespace

@@ -1,0 +1,235 @@
+#include "orvamesh/utils/led_helper.h"
+
+#include <gtest/gtest.h>
+#include <json/json.h>
+#include <sys/stat.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "orvamesh/platform/api_runner.h"
+#include "orvamesh/platform/system_root.h"
+#include "orvamesh/utils/utils.h"
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using ORVA::MESH::SDK::LED_MODE;
+using ORVA::MESH::SDK::LedHelper;
+using orva::platform::ApiRunner;
+using orva::platform::SystemRoot;
+using orva::test::LogCapture;
+using orva::test::TempDir;
+
+Json::Value Parse(const std::string& text) {
+  Json::Value value;
+  Json::CharReaderBuilder builder;
+  std::string errors;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
+  return value;
+}
+
+// Every message of the capture without its "file:line " prefix.
+std::vector<std::string> Messages(const LogCapture& capture) {
+  std::vector<std::string> out;
+  for (const auto& text : capture.Texts()) out.push_back(text.substr(text.find(' ') + 1));
+  return out;
+}
+
+struct LocalCall {
+  std::string api;
+  int version;
+  std::string method;
+  Json::Value params;
+  std::string user;
+};
+
+// The node's web API replaced in-process: records each call and gives the scripted answer.
+class LedHelperTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    previousRoot_ = SystemRoot::Get();
+    SystemRoot::Set(root_.Path());
+    previousBackend_ = ApiRunner::SetBackend([this](Json::Value& answer, const std::string& api, int version,
+                                                    const std::string& method, const Json::Value& params,
+                                                    const std::string& user) {
+      calls_.push_back({api, version, method, params, user});
+      if (throwing_) throw std::runtime_error("backend down");
+      answer = answer_;
+      return reachable_;
+    });
+  }
+  void TearDown() override {
+    ApiRunner::SetBackend(previousBackend_);
+    SystemRoot::Set(previousRoot_);
+  }
+
+  TempDir root_;
+  std::string previousRoot_;
+  ApiRunner::Backend previousBackend_;
+  std::vector<LocalCall> calls_;
+  Json::Value answer_ = Parse(R"({"success": true})");
+  bool reachable_ = true;
+  bool throwing_ = false;
+};
+
+TEST_F(LedHelperTest, ExecWebAPIRunsAsAdminAndSortsAnswersByShape) {
+  struct Case {
+    std::string answer;
+    bool reachable;
+    int rc;
+    bool success;
+    std::string log;
+  };
+  const std::vector<Case> cases = {
+      {R"({"success": true, "data": {}})", true, 0, true, ""},
+      {R"({"success": false, "error": {"code": 12}})", true, 0, false,
+       R"(Fail to execute [A.B][get][{"x":1}]: [12])"},
+      {R"({"success": "yes"})", true, -1, false,
+       R"(Fail to get Webapi response api=[A.B] method=[get] version= [3] param=[{"x":1}], result:[{"success":"yes"}])"},
+      {R"({"success": true})", false, -1, false, ""},
+  };
+  for (const auto& c : cases) {
+    answer_ = Parse(c.answer);
+    reachable_ = c.reachable;
+    LogCapture capture;
+    Json::Value answer;
+    bool success = !c.success;
+    EXPECT_EQ(ORVA::MESH::SDK::Utils::ExecWebAPI(answer, success, "A.B", 3, "get", Parse(R"({"x": 1})")), c.rc)
+        << c.answer;
+    EXPECT_EQ(success, c.success) << c.answer;
+    if (!c.log.empty()) {
+      EXPECT_EQ(Messages(capture), std::vector<std::string>{c.log});
+    }
+  }
+  ASSERT_EQ(calls_.size(), cases.size());
+  EXPECT_EQ(calls_[0].user, "admin");
+  throwing_ = true;
+  Json::Value answer;
+  bool success = true;
+  EXPECT_EQ(ORVA::MESH::SDK::Utils::ExecWebAPI(answer, success, "A.B", 1, "get", Json::Value()), -1);
+  EXPECT_FALSE(success);
+  EXPECT_EQ(calls_[0].version, 3);
+}
+
+TEST_F(LedHelperTest, ReadsModeAndScheduleFromTheLedApi) {
+  answer_ = Parse(R"({"success": true, "data": {"led_mode": "sleep", "schedule": "0101"}})");
+  LED_MODE mode = LED_MODE::NORMAL;
+  std::string schedule;
+  ASSERT_EQ(LedHelper::GetLedConfig(mode, schedule), 0);
+  EXPECT_EQ(mode, LED_MODE::SLEEP);
+  EXPECT_EQ(schedule, "0101");
+  ASSERT_EQ(calls_.size(), 1u);
+  EXPECT_EQ(calls_[0].api, "ORVA.Core.Hardware.Led");
+  EXPECT_EQ(calls_[0].method, "get");
+  EXPECT_EQ(calls_[0].version, 1);
+  EXPECT_EQ(calls_[0].params, Json::Value(Json::objectValue));
+}
+
+TEST_F(LedHelperTest, LeavesTheOutputsAloneWhenTheReadFails) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"success": false, "error": {"code": 3}})", "Fail to execute [ORVA.Core.Hardware.Led][get]"},
+      {R"({"success": true, "data": {"led_mode": "sleep", "schedule": {}}})", "Ill-formed LED webapi response"},
+      {R"({"success": true, "data": {"schedule": ""}})", "Ill-formed LED webapi response"},
+      {R"({"success": true})", "Ill-formed LED webapi response"},
+      {R"({"success": true, "data": []})", "Fail to execute [ORVA.Core.Hardware.Led][get]"},
+      {R"({"success": true, "data": {"led_mode": "Normal", "schedule": ""}})", "Unknown Led mode"},
+  };
+  for (const auto& [answer, log] : cases) {
+    answer_ = Parse(answer);
+    LogCapture capture;
+    LED_MODE mode = LED_MODE::SCHEDULE;
+    std::string schedule = "kept";
+    EXPECT_EQ(LedHelper::GetLedConfig(mode, schedule), -1) << answer;
+    EXPECT_EQ(mode, LED_MODE::SCHEDULE);
+    EXPECT_EQ(schedule, "kept");
+    EXPECT_EQ(Messages(capture).back(), log) << answer;
+  }
+}
+
+TEST_F(LedHelperTest, WritesTheModeAsTextAndRefusesModesWithoutOne) {
+  ASSERT_EQ(LedHelper::SetLedConfig(LED_MODE::SCHEDULE, "sched"), 0);
+  ASSERT_EQ(calls_.size(), 1u);
+  EXPECT_EQ(calls_[0].method, "set");
+  EXPECT_EQ(calls_[0].params, Parse(R"({"led_mode": "schedule", "schedule": "sched"})"));
+  for (int value : {3, -1, 99}) {
+    LogCapture capture;
+    EXPECT_EQ(LedHelper::SetLedConfig(static_cast<LED_MODE>(value), ""), -1);
+    EXPECT_EQ(Messages(capture), std::vector<std::string>{"Invalid LED mode [" + std::to_string(value) + "]"});
+  }
+  EXPECT_EQ(calls_.size(), 1u);
+  answer_ = Parse(R"({"success": false, "error": {"code": 1}})");
+  LogCapture capture;
+  EXPECT_EQ(LedHelper::SetLedConfig(LED_MODE::NORMAL, ""), -1);
+  EXPECT_EQ(Messages(capture).back(), "Fail to execute [ORVA.Core.Hardware.Led][set]");
+}
+
+TEST_F(LedHelperTest, SwitchesBlinkingThroughTheBlinkApi) {
+  EXPECT_EQ(LedHelper::SetLedBlinking(true), 0);
+  EXPECT_EQ(LedHelper::SetLedBlinking(false), 0);
+  ASSERT_EQ(calls_.size(), 2u);
+  EXPECT_EQ(calls_[0].api, "ORVA.Core.Hardware.Led.Blink");
+  EXPECT_EQ(calls_[0].method, "start");
+  EXPECT_EQ(calls_[1].method, "stop");
+  reachable_ = false;
+  LogCapture capture;
+  EXPECT_EQ(LedHelper::SetLedBlinking(false), -1);
+  EXPECT_EQ(Messages(capture).back(), "Fail to execute [ORVA.Core.Hardware.Led.Blink][stop]");
+}
+
+TEST_F(LedHelperTest, RunsTheLedToolWithExactArgumentsAndTrustsItsExitStatus) {
+  const std::string record = root_.Join("argv.log");
+  root_.WriteFile("usr/orva/bin/orvaledcontrol",
+                  "#!/bin/sh\nfor a in \"$@\"; do printf '%s|' \"$a\" >> " + record +
+                      "; done\necho >> " + record + "\nexit $(cat " + root_.Join("exit") + ")\n",
+                  0755);
+  root_.WriteFile("exit", "0");
+  EXPECT_EQ(LedHelper::SetLedSequentialBlinking(true), 0);
+  EXPECT_EQ(LedHelper::SetLedSequentialBlinking(false), 0);
+  root_.WriteFile("exit", "1");
+  LogCapture capture;
+  EXPECT_EQ(LedHelper::SetLedSequentialBlinking(true), -1);
+  EXPECT_EQ(Messages(capture).size(), 1u);
+  EXPECT_EQ(TempDir::ReadFile(record),
+            "--network-setting|processing|\n--network-setting-end|processing|\n"
+            "--network-setting|processing|\n");
+  EXPECT_TRUE(calls_.empty());
+}
+
+TEST_F(LedHelperTest, AMissingLedToolIsAFailure) {
+  EXPECT_EQ(LedHelper::SetLedSequentialBlinking(false), -1);
+}
+
+TEST_F(LedHelperTest, WritesTheBackhaulListWithATrailingNul) {
+  const std::string file = root_.WriteFile("proc/orvabios/orva_mesh_backhaul_iface", "previous,longer,list");
+  const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+      {{"eth0", "ath1"}, std::string("eth0,ath1\0", 10)},
+      {{}, std::string("\0", 1)},
+      {{"ath2"}, std::string("ath2\0", 5)},
+  };
+  for (const auto& [names, bytes] : cases) {
+    EXPECT_EQ(LedHelper::SetMeshBackhaulInterfaces(names), 0);
+    EXPECT_EQ(TempDir::ReadFile(file), bytes);
+  }
+}
+
+TEST_F(LedHelperTest, RefusesABackhaulFileThatIsAbsentOrCannotBeWritten) {
+  const std::string path = root_.Join("proc/orvabios/orva_mesh_backhaul_iface");
+  {
+    LogCapture capture;
+    EXPECT_EQ(LedHelper::SetMeshBackhaulInterfaces({"eth0"}), -1);
+    EXPECT_EQ(Messages(capture), std::vector<std::string>{"File [" + path + "] doesn't exists"});
+  }
+  ASSERT_EQ(::mkdir(root_.Join("proc").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir(root_.Join("proc/orvabios").c_str(), 0755), 0);
+  ASSERT_EQ(::mkdir(path.c_str(), 0755), 0);
+  LogCapture capture;
+  EXPECT_EQ(LedHelper::SetMeshBackhaulInterfaces({"eth0"}), -1);
+  EXPECT_EQ(Messages(capture), std::vector<std::string>{"Failed to open file [" + path + "]"});
+}
+
+}  // namespace

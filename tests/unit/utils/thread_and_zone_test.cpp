@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <atomic>
+#include <string>
+
+#include "orvamesh/utils/utils.h"
+#include "support/log_capture.h"
+#include "support/wait_until.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using orva::test::LogCapture;
+
+TEST(AddIPv6LinkLocalZoneIndex, QualifiesOnlyLinkLocalAddresses) {
+  const std::string lo = std::to_string(if_nametoindex("lo"));
+  std::string out;
+  EXPECT_EQ(Utils::AddIPv6LinkLocalZoneIndex("fe80::1", out, "lo"), 0);
+  EXPECT_EQ(out, "fe80::1%" + lo);
+  EXPECT_EQ(Utils::AddIPv6LinkLocalZoneIndex("::1", out, "lo"), 0);
+  EXPECT_EQ(out, "::1");
+  EXPECT_EQ(Utils::AddIPv6LinkLocalZoneIndex("192.0.2.1", out, "lo"), 0);
+  EXPECT_EQ(out, "192.0.2.1");
+}
+
+TEST(AddIPv6LinkLocalZoneIndex, RefusesAnEmptyOrUnknownInterface) {
+  LogCapture capture;
+  std::string out = "untouched";
+  EXPECT_EQ(Utils::AddIPv6LinkLocalZoneIndex("fe80::1", out, ""), -1);
+  ASSERT_EQ(capture.Texts().size(), 1u);
+  EXPECT_NE(capture.Texts()[0].find(" Cannot pass empty string as interface name"), std::string::npos);
+  EXPECT_EQ(Utils::AddIPv6LinkLocalZoneIndex("fe80::1", out, "nosuch0"), -1);
+  EXPECT_EQ(out, "untouched");
+}
+
+struct ThreadFacts {
+  std::atomic<bool> done{false};
+  size_t stackSize = 0;
+  int detachState = -1;
+  bool termBlocked = false;
+};
+
+void* Inspect(void* arg) {
+  auto* facts = static_cast<ThreadFacts*>(arg);
+  pthread_attr_t attr;
+  if (pthread_getattr_np(pthread_self(), &attr) == 0) {
+    pthread_attr_getstacksize(&attr, &facts->stackSize);
+    pthread_attr_getdetachstate(&attr, &facts->detachState);
+    pthread_attr_destroy(&attr);
+  }
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  facts->termBlocked = sigismember(&mask, SIGTERM) == 1;
+  facts->done.store(true);
+  return nullptr;
+}
+
+TEST(CreatePThread, StartsADetachedThreadWithTheStackAskedForAndSignalsBlocked) {
+  ThreadFacts facts;
+  pthread_t tid;
+  ASSERT_EQ(Utils::CreatePThread(&tid, Inspect, &facts, true, 1048576), 0);
+  ASSERT_TRUE(orva::test::WaitUntil([&] { return facts.done.load(); }));
+  EXPECT_GE(facts.stackSize, 1048576u);
+  EXPECT_LT(facts.stackSize, 2 * 1048576u);
+  EXPECT_EQ(facts.detachState, PTHREAD_CREATE_DETACHED);
+  EXPECT_TRUE(facts.termBlocked);
+  sigset_t mine;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mine);
+  EXPECT_FALSE(sigismember(&mine, SIGTERM) == 1) << "the caller's mask must be restored";
+}
+
+TEST(CreatePThread, LeavesAJoinableThreadWhenNotDetachedAndRefusesATinyStack) {
+  ThreadFacts facts;
+  pthread_t tid;
+  ASSERT_EQ(Utils::CreatePThread(&tid, Inspect, &facts, false, 0), 0);
+  EXPECT_EQ(pthread_join(tid, nullptr), 0);
+  EXPECT_EQ(facts.detachState, PTHREAD_CREATE_JOINABLE);
+  EXPECT_NE(Utils::CreatePThread(&tid, Inspect, &facts, true, 1), 0);
+}
+
+}  // namespace

@@ -1,0 +1,247 @@
+#include <gtest/gtest.h>
+#include <json/json.h>
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "orvamesh/utils/compound_request.h"
+#include "orvamesh/utils/compound_response.h"
+#include "orvamesh/utils/remote_request.h"
+#include "orvamesh/utils/request.h"
+#include "orvamesh/utils/response.h"
+#include "support/log_capture.h"
+
+namespace {
+
+using ORVA::MESH::SDK::CompoundRequest;
+using ORVA::MESH::SDK::CompoundResponse;
+using ORVA::MESH::SDK::RemoteRequest;
+using ORVA::MESH::SDK::Request;
+using ORVA::MESH::SDK::Response;
+using ORVA::MESH::SDK::UploadDesc;
+using orva::test::LogCapture;
+
+Json::Value Parse(const std::string& text) {
+  Json::Value value;
+  Json::CharReaderBuilder builder;
+  std::string errors;
+  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
+  return value;
+}
+
+Request Call(const std::string& api, const Json::Value& params = Json::Value(Json::objectValue),
+             std::vector<UploadDesc> uploads = {}) {
+  return Request(api, 2, "get", params, uploads);
+}
+
+TEST(Request, WritesItselfForLogsAndBatches) {
+  const Request request("ORVA.Core.Test", 3, "set", Parse(R"({"api": "spoofed", "x": 1})"), {});
+  EXPECT_EQ(request.ToString(), "[ORVA.Core.Test][3][set]");
+  EXPECT_EQ(request.ToJSON(),
+            Parse(R"({"api": "ORVA.Core.Test", "version": 3, "method": "set", "x": 1})"));
+  EXPECT_EQ(request.ToDebugString(), "[ORVA.Core.Test][3][set][{\n   \"api\" : \"spoofed\",\n   \"x\" : 1\n}][uploadFiles:0]");
+  const Request upload("A", 1, "m", Json::Value(), {UploadDesc("file", "/tmp/patch")});
+  EXPECT_EQ(upload.ToDebugString(), "[A][1][m][null][uploadFiles:1]");
+  ASSERT_EQ(upload.GetUploadFiles().size(), 1u);
+  EXPECT_EQ(upload.GetUploadFiles()[0].GetFieldName(), "file");
+  EXPECT_EQ(upload.GetUploadFiles()[0].GetFilePath(), "/tmp/patch");
+}
+
+TEST(RemoteRequest, PrefixesTheNodeToTheCallsTexts) {
+  const RemoteRequest remote("fe80::1", 4443, "mesh", CompoundRequest({}, false), 5);
+  EXPECT_EQ(remote.ToString(), "[fe80::1][ORVA.Entry.Request][1][request]");
+  EXPECT_EQ(remote.ToDebugString().rfind("[fe80::1][4443][mesh][ORVA.Entry.Request][1][request][", 0), 0u);
+  EXPECT_EQ(remote.GetPort(), 4443);
+  EXPECT_EQ(remote.GetSession(), "mesh");
+  EXPECT_EQ(remote.GetConnectionTimeout(), 5);
+}
+
+struct ShapeCase {
+  std::string body;
+  bool valid;
+  bool success;
+  int errorCode;
+};
+
+TEST(Response, JudgesTheShapeOfTheAnswer) {
+  const std::vector<ShapeCase> cases = {
+      {R"({"success": true, "data": {"a": 1}})", true, true, 0},
+      {R"({"success": true})", true, true, 0},
+      {R"({"success": true, "data": []})", false, true, 0},
+      {R"({"success": false, "error": {"code": 105}})", true, false, 105},
+      {R"({"success": false, "error": {"code": "105"}})", false, false, 0},
+      {R"({"success": false, "error": {"code": 4294967296}})", false, false, 0},
+      {R"({"success": false, "error": 105})", false, false, 0},
+      {R"({"success": false})", false, false, 0},
+      {R"({"success": 1, "data": {}})", false, false, 0},
+      {R"({"data": {}})", false, false, 0},
+      {R"([true])", false, false, 0},
+      {R"("success")", false, false, 0},
+      {"", false, false, 0},
+      {"{\"success\": tru", false, false, 0},
+  };
+  for (const auto& c : cases) {
+    const Response response(c.body, "A", 7, "m");
+    EXPECT_EQ(response.IsValid(), c.valid) << c.body;
+    EXPECT_EQ(response.IsSuccess(), c.success) << c.body;
+    EXPECT_EQ(response.GetErrorCode(), c.errorCode) << c.body;
+    EXPECT_EQ(response.GetAPI(), "A");
+    EXPECT_EQ(response.GetVersion(), 7);
+    EXPECT_EQ(response.GetMethod(), "m");
+  }
+}
+
+TEST(Response, TypedGettersNeedASuccessfulAnswerAndTheRightType) {
+  const Response ok(Parse(R"({"success": true, "data": {"i": 7, "big": 3000000000, "r": 1.5,
+      "b": true, "s": "txt", "o": {"k": 1}, "a": [1]}})"), "A", 1, "m");
+  // Which members each getter accepts; a refused one leaves the output alone.
+  const std::vector<std::pair<std::string, std::string>> accepted = {
+      {"int", "i"}, {"double", "i"}, {"double", "r"}, {"double", "big"}, {"bool", "b"},
+      {"string", "s"}, {"object", "o"}, {"array", "a"}};
+  const std::vector<std::string> members = {"i", "big", "r", "b", "s", "o", "a", "missing"};
+  for (const std::string kind : {"int", "double", "bool", "string", "object", "array"}) {
+    for (const auto& name : members) {
+      Json::Value out = "untouched";
+      int i = -1;
+      double d = -1;
+      bool b = false;
+      std::string text = "untouched";
+      bool got = false;
+      if (kind == "int") got = ok.GetIntField(name, i), out = got ? Json::Value(i) : out;
+      if (kind == "double") got = ok.GetDoubleField(name, d), out = got ? Json::Value(d) : out;
+      if (kind == "bool") got = ok.GetBoolField(name, b), out = got ? Json::Value(b) : out;
+      if (kind == "string") got = ok.GetStringField(name, text), out = got ? Json::Value(text) : out;
+      if (kind == "object") got = ok.GetObjectField(name, out);
+      if (kind == "array") got = ok.GetArrayField(name, out);
+      const bool expected = std::count(accepted.begin(), accepted.end(), std::make_pair(kind, name)) > 0;
+      EXPECT_EQ(got, expected) << kind << " " << name;
+      if (expected) {
+        const Json::Value& given = ok.GetBody()["data"][name];
+        EXPECT_TRUE(out == given || (out.isDouble() && out.asDouble() == given.asDouble()))
+            << kind << " " << name;
+      } else {
+        EXPECT_TRUE(out == "untouched" && i == -1 && d == -1 && text == "untouched") << kind << " " << name;
+      }
+    }
+  }
+  for (const char* body : {R"({"success": true})", R"({"success": false, "error": {"code": 1}, "data": {"i": 1}})",
+                           R"({"success": true, "data": [1]})"}) {
+    const Response answer(Parse(body), "A", 1, "m");
+    Json::Value data = "untouched";
+    EXPECT_FALSE(answer.GetData(data)) << body;
+    EXPECT_EQ(data, Json::Value("untouched"));
+    int i = 0;
+    EXPECT_FALSE(answer.GetIntField("i", i)) << body;
+  }
+}
+
+TEST(Response, MemberChecksToleratesNonObjects) {
+  for (const Json::Value& value : {Json::Value(), Json::Value(3), Parse("[1,2]")}) {
+    EXPECT_FALSE(Response::CheckIntMember(value, "x"));
+    EXPECT_FALSE(Response::CheckObjectMember(value, "x"));
+  }
+  EXPECT_TRUE(Response::CheckIntMember(Parse(R"({"x": -2147483648})"), "x"));
+  EXPECT_FALSE(Response::CheckIntMember(Parse(R"({"x": 2147483648})"), "x"));
+}
+
+TEST(CompoundRequest, PacksTheCallsAndLeavesOutThoseWithUploads) {
+  LogCapture capture;
+  const std::vector<Request> calls = {Call("A.One"), Call("A.Two", Json::Value(), {UploadDesc("file", "/p")}),
+                                      Call("A.Three", Parse(R"({"k": 1})"))};
+  const CompoundRequest batch(calls, true);
+  EXPECT_EQ(batch.GetAPI(), "ORVA.Entry.Request");
+  EXPECT_EQ(batch.GetVersion(), 1);
+  EXPECT_EQ(batch.GetMethod(), "request");
+  EXPECT_TRUE(batch.GetUploadFiles().empty());
+  EXPECT_EQ(batch.GetRequests().size(), 3u);
+  EXPECT_TRUE(batch.GetStopWhenError());
+  EXPECT_EQ(batch.GetParam(), Parse(R"({"stop_when_error": true, "compound": [
+      {"api": "A.One", "version": 2, "method": "get"},
+      {"api": "A.Three", "version": 2, "method": "get", "k": 1}]})"));
+  ASSERT_EQ(capture.Lines().size(), 1u);
+  EXPECT_NE(capture.Lines()[0].text.find(
+                " CompoundRequest cannot handle request with upload, ignoring [[A.Two][2][get]]"),
+            std::string::npos)
+      << capture.Lines()[0].text;
+}
+
+TEST(CompoundRequest, OfOnlyUploadsSendsAnEmptyBatch) {
+  LogCapture capture;
+  const CompoundRequest batch({Call("A", Json::Value(), {UploadDesc("f", "/p")})}, false);
+  EXPECT_EQ(batch.GetParam()["compound"], Json::Value(Json::arrayValue));
+  EXPECT_EQ(batch.GetParam()["stop_when_error"], Json::Value(false));
+}
+
+const char* kTwoAnswers = R"({"success": true, "data": {"has_fail": true, "result": [
+    {"api": "A.One", "method": "get", "version": 2, "success": true, "data": {"v": 1}},
+    {"api": "A.Two", "method": "set", "version": 3, "success": false, "error": {"code": 9}}]}})";
+
+TEST(CompoundResponse, UnpacksEveryPerCallAnswer) {
+  const CompoundResponse batch(std::string(kTwoAnswers), CompoundRequest({}, false));
+  EXPECT_TRUE(batch.IsValid());
+  EXPECT_TRUE(batch.IsSuccess());
+  EXPECT_TRUE(batch.HasFail());
+  ASSERT_EQ(batch.GetResponses().size(), 2u);
+  const Response& first = batch.GetResponses()[0];
+  EXPECT_EQ(first.GetAPI(), "A.One");
+  int v = 0;
+  EXPECT_TRUE(first.GetIntField("v", v));
+  EXPECT_EQ(v, 1);
+  const Response& second = batch.GetResponses()[1];
+  EXPECT_TRUE(second.IsValid());
+  EXPECT_FALSE(second.IsSuccess());
+  EXPECT_EQ(second.GetErrorCode(), 9);
+  EXPECT_EQ(second.GetVersion(), 3);
+  EXPECT_EQ(second.GetMethod(), "set");
+
+  const CompoundResponse copied{Response(std::string(kTwoAnswers), "ORVA.Entry.Request", 1, "request")};
+  EXPECT_TRUE(copied.IsValid());
+  EXPECT_EQ(copied.GetResponses().size(), 2u);
+}
+
+TEST(CompoundResponse, StopsAtTheFirstBadElementKeepingThoseBefore) {
+  const std::vector<std::pair<std::string, size_t>> cases = {
+      {R"({"api": "B", "method": "m", "success": true})", 1},
+      {R"({"api": "B", "method": "m", "version": "1", "success": true})", 1},
+      {R"({"api": "B", "version": 1, "success": true})", 1},
+      {R"({"api": "B", "method": "m", "version": 1, "success": "yes"})", 1},
+      {R"({"api": "B", "method": "m", "version": 1, "success": false, "error": {}})", 1},
+  };
+  for (const auto& [bad, kept] : cases) {
+    const std::string body = R"({"success": true, "data": {"has_fail": false, "result": [
+        {"api": "A", "method": "m", "version": 1, "success": true}, )" + bad +
+                             R"(, {"api": "C", "method": "m", "version": 1, "success": true}]}})";
+    const CompoundResponse batch(body, "ORVA.Entry.Request", 1, "request");
+    EXPECT_FALSE(batch.IsValid()) << bad;
+    EXPECT_EQ(batch.GetResponses().size(), kept) << bad;
+  }
+}
+
+TEST(CompoundResponse, NeedsResultAndHasFailOnlyWhenSuccessful) {
+  const std::vector<std::pair<std::string, bool>> cases = {
+      {R"({"success": true, "data": {"has_fail": false, "result": []}})", true},
+      {R"({"success": true, "data": {"result": []}})", false},
+      {R"({"success": true, "data": {"has_fail": false, "result": {}}})", false},
+      {R"({"success": true, "data": {"has_fail": 0, "result": []}})", false},
+      {R"({"success": true})", false},
+      {R"({"success": false, "error": {"code": 3}})", true},
+      {R"({"success": false})", false},
+  };
+  for (const auto& [body, valid] : cases) {
+    const CompoundResponse batch(body, "ORVA.Entry.Request", 1, "request");
+    EXPECT_EQ(batch.IsValid(), valid) << body;
+    EXPECT_TRUE(batch.GetResponses().empty()) << body;
+  }
+}
+
+TEST(CompoundResponse, ParseResponsesRefusesANonArray) {
+  CompoundResponse batch;
+  EXPECT_FALSE(batch.ParseResponses(Parse(R"({"a": 1})")));
+  EXPECT_TRUE(batch.ParseResponses(Parse("[]")));
+  EXPECT_TRUE(batch.GetResponses().empty());
+}
+
+}  // namespace
