@@ -13,7 +13,6 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 
 #include "orvamesh/client/error_code.h"

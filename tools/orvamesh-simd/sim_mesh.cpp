@@ -226,10 +226,11 @@ void SimMesh::Tick() {
                       : update_.percent < 80 ? UPDATE_STAGE::UPGRADING
                       : update_.percent < 100 ? UPDATE_STAGE::REBOOTING
                                               : UPDATE_STAGE::DONE;
-      // Repeaters lag a little behind the controller, further down the tree a little more.
-      for (auto& [id, percent] : update_.nodePercent) {
-        const int lag = static_cast<int>(std::distance(update_.nodePercent.begin(), update_.nodePercent.find(id)));
-        percent = static_cast<uint8_t>(update_.stage == UPDATE_STAGE::DONE ? 100 : std::max(0, update_.percent - 2 * lag));
+      // Nodes with higher ids lag a little behind, as the update reaches them one by one.
+      int lag = 0;
+      for (auto& entry : update_.nodePercent) {
+        entry.second = static_cast<uint8_t>(update_.stage == UPDATE_STAGE::DONE ? 100 : std::max(0, update_.percent - lag));
+        lag += 2;
       }
       if (update_.stage == UPDATE_STAGE::DONE) {
         for (auto& node : nodes_) node.info.firmwareVersion = update_.targetVersion;

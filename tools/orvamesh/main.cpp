@@ -11,8 +11,6 @@
 #include <functional>
 #include <iostream>
 #include <memory>
-#include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
