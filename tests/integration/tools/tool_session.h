@@ -1,0 +1,50 @@
+#pragma once
+// Runs the built orvamesh tools as a user would: orvamesh-simd on the program's private bus
+// with a mesh file, and orvamesh commands against it, each with its exit status, standard
+// output and standard error.
+#include <json/value.h>
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace orva::test {
+
+struct ToolRun {
+  int status = -1;  // exit status, or -1 when killed by a signal
+  std::string out;
+  std::string err;
+  Json::Value Json() const;  // stdout parsed; a test failure when it is no JSON
+};
+
+// Runs `program` with `args` and waits for it.
+ToolRun RunTool(const std::string& program, const std::vector<std::string>& args);
+
+std::string CliPath();
+std::string SimdPath();
+std::string ExampleMesh();
+
+// One orvamesh-simd process; stopped (SIGTERM, then SIGKILL) on destruction.
+class SimDaemon {
+ public:
+  // Starts the daemon and waits until it answers.
+  explicit SimDaemon(int tickMs, const std::string& meshFile = ExampleMesh());
+  ~SimDaemon();
+  SimDaemon(const SimDaemon&) = delete;
+  SimDaemon& operator=(const SimDaemon&) = delete;
+
+  void Kill();     // SIGKILL, as a crash would
+  void Restart();  // a new process with the same mesh file
+  pid_t Pid() const { return pid_; }
+
+ private:
+  void Start();
+  int tickMs_;
+  std::string meshFile_;
+  pid_t pid_ = -1;
+};
+
+// orvamesh with --bus pointing at the program's private bus.
+ToolRun Cli(std::vector<std::string> args);
+
+}  // namespace orva::test
