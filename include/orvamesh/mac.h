@@ -19,7 +19,10 @@
 // survives a round trip unchanged.
 #include <net/ethernet.h>
 
+#include <boost/serialization/array_wrapper.hpp>
+#include <boost/serialization/level.hpp>
 #include <boost/serialization/string.hpp>
+#include <boost/serialization/tracking.hpp>
 #include <iosfwd>
 #include <map>
 #include <string>
@@ -100,14 +103,27 @@ class ORVA_EXPORT Mac {
   // {"16:24:e7", "9a:3a:5b"}, in that order.
   static const std::vector<std::string>& GetOrvaBackhaulPrefixList();
 
-  // Archived as its text form, so an invalid value survives a round trip. Saving and loading
-  // are separate so that a load never formats the value it is about to replace.
+  // A valid address is archived as its six octets; an invalid one as the text it was made
+  // from, so that it survives a round trip. Node lists carry hundreds of these, so the valid
+  // case is kept free of text formatting and parsing.
   template <class Archive>
   void serialize(Archive& archive, const unsigned int /*version*/) {
+    bool valid = true;
+    orva::net::utils::MacAddress::Bytes octets{};
     std::string text;
-    if constexpr (Archive::is_saving::value) text = ToString();
-    archive & text;
-    if constexpr (Archive::is_loading::value) *this = Mac(text);
+    if constexpr (Archive::is_saving::value) {
+      valid = address_.IsValid();
+      if (valid) octets = address_.GetBytes(); else text = address_.ToString();
+    }
+    archive & valid;
+    if (valid) {
+      archive & boost::serialization::make_array(octets.data(), octets.size());
+    } else {
+      archive & text;
+    }
+    if constexpr (Archive::is_loading::value) {
+      address_ = valid ? orva::net::utils::MacAddress(octets) : orva::net::utils::MacAddress(text);
+    }
   }
 
   friend bool operator==(const Mac& a, const Mac& b) noexcept { return a.address_ == b.address_; }
@@ -121,3 +137,15 @@ class ORVA_EXPORT Mac {
 ORVA_EXPORT std::ostream& operator<<(std::ostream& out, const Mac& mac);
 
 }  // namespace ORVA::MESH::SDK
+
+namespace ORVA::MESH::SDK::Detail {
+using MacMapEntry = std::map<Mac, Mac>::value_type;
+}  // namespace ORVA::MESH::SDK::Detail
+
+// Plain values: no class version or object tracking in archives. The entry of a Mac-to-Mac
+// map (the topology payload) is declared here, beside Mac, so that every program that can
+// archive one sees the same archive format.
+BOOST_CLASS_IMPLEMENTATION(::ORVA::MESH::SDK::Mac, boost::serialization::object_serializable)
+BOOST_CLASS_TRACKING(::ORVA::MESH::SDK::Mac, boost::serialization::track_never)
+BOOST_CLASS_IMPLEMENTATION(::ORVA::MESH::SDK::Detail::MacMapEntry, boost::serialization::object_serializable)
+BOOST_CLASS_TRACKING(::ORVA::MESH::SDK::Detail::MacMapEntry, boost::serialization::track_never)

@@ -406,3 +406,20 @@ ORVA_MESH_RECORD_TRAITS(CustomTopologyListInfo)
 ORVA_MESH_RECORD_TRAITS(CustomTopologySetInfo)
 ORVA_MESH_RECORD_TRAITS(LedConfig)
 #undef ORVA_MESH_RECORD_TRAITS
+
+// The entries of the record maps are plain pairs too: without this every entry would go
+// through the archive's class registry on its way in, which dominated decoding a node list.
+#define ORVA_MESH_ENTRY_TRAITS(Map)                                                               \
+  BOOST_CLASS_IMPLEMENTATION(::ORVA::MESH::SDK::Client::Map::value_type, boost::serialization::object_serializable) \
+  BOOST_CLASS_TRACKING(::ORVA::MESH::SDK::Client::Map::value_type, boost::serialization::track_never)
+ORVA_MESH_ENTRY_TRAITS(SystemUtilizationMap)
+ORVA_MESH_ENTRY_TRAITS(NetworkInfoMap)
+ORVA_MESH_ENTRY_TRAITS(NodeInfoMap)
+ORVA_MESH_ENTRY_TRAITS(NodeMACInfoMap)
+ORVA_MESH_ENTRY_TRAITS(RepeaterAccessInfoMap)
+ORVA_MESH_ENTRY_TRAITS(LedConfigMap)
+ORVA_MESH_ENTRY_TRAITS(CustomTopologyScanResultMap)
+ORVA_MESH_ENTRY_TRAITS(CustomTopologyListMap)
+ORVA_MESH_ENTRY_TRAITS(CustomTopologySetMap)
+#undef ORVA_MESH_ENTRY_TRAITS
+
