@@ -2,6 +2,7 @@
 
 #include "orvamesh/dbus/gdbus_common.h"
 #include "orvamesh/dbus/mesh_gdbus_error_code.h"
+#include "dbus/payload_iarchive.h"
 
 namespace ORVA::MESH::SDK::Dbus {
 
@@ -26,7 +27,7 @@ Result<std::string> TakeString(ERROR_CODE code, gchar* text) {
 template <typename T>
 Result<T> Decoded(ERROR_CODE code, const GVariantWrapper& out) {
   if (code != ERROR_CODE::NONE) return {code, T{}};
-  return {code, GVariantToObject<T>(out)};
+  return {code, Detail::DecodePayload<T>(out)};
 }
 
 }  // namespace

@@ -93,6 +93,14 @@ ByteSource::ByteSource(std::string_view bytes) {
   setg(begin, begin, begin + bytes.size());
 }
 
+std::string_view ByteSource::Take(std::size_t count) noexcept {
+  const std::size_t available = static_cast<std::size_t>(egptr() - gptr());
+  const std::size_t n = count < available ? count : available;
+  std::string_view taken(gptr(), n);
+  gbump(static_cast<int>(n));
+  return taken;
+}
+
 std::streamsize ByteSource::xsgetn(char* data, std::streamsize count) {
   const std::streamsize available = egptr() - gptr();
   const std::streamsize n = count < available ? count : available;

@@ -109,6 +109,8 @@ class ORVA_EXPORT ByteSink : public std::streambuf {
 class ORVA_EXPORT ByteSource : public std::streambuf {
  public:
   explicit ByteSource(std::string_view bytes);
+  // Takes the next `count` bytes in place (fewer at the end of the buffer) and moves past them.
+  std::string_view Take(std::size_t count) noexcept;
 
  protected:
   std::streamsize xsgetn(char* data, std::streamsize count) override;

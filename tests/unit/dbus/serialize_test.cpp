@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "dbus/payload_iarchive.h"
 #include "orvamesh/dbus/mesh_gdbus_serialize.h"
 #include "orvamesh/utils/exception.h"
 #include "support/mesh_samples.h"
@@ -98,6 +99,36 @@ TEST(GVariantToObject, TruncatedOrForeignBytesFailWithTheArchiveException) {
   for (std::size_t cut : {std::size_t{0}, std::size_t{3}, full.size() / 2, full.size() - 1}) {
     const GVariantWrapper truncated = BytesToGVariant(full.substr(0, cut));
     EXPECT_THROW(GVariantToObject<Client::NodeInfoMap>(truncated), boost::archive::archive_exception) << cut;
+  }
+}
+
+// The client's own payload reader must accept exactly what the public reader accepts.
+template <typename T>
+void ExpectBothReadersAgree(const T& value) {
+  const GVariantWrapper payload = ObjectToGVariant(value);
+  EXPECT_EQ(Dbus::Detail::DecodePayload<T>(payload), GVariantToObject<T>(payload));
+  EXPECT_EQ(Dbus::Detail::DecodePayload<T>(payload), value);
+}
+
+TEST(PayloadReader, DecodesEveryRecordShapeLikeTheArchive) {
+  ExpectBothReadersAgree(sample::Nodes(40));
+  ExpectBothReadersAgree(sample::Scan());
+  ExpectBothReadersAgree(sample::Setup());
+  ExpectBothReadersAgree(sample::Update());
+  ExpectBothReadersAgree(sample::Join());
+  ExpectBothReadersAgree(sample::Led(true));
+  ExpectBothReadersAgree(std::map<std::string, std::map<Mac, Mac>>{
+      {"wired", {{sample::MacNo(1), sample::MacNo(2)}, {Mac("bogus"), sample::MacNo(3)}}}});
+  ExpectBothReadersAgree(std::vector<uint32_t>{1, 2, 0xffffffffu});
+  ExpectBothReadersAgree(std::string(1000, 'x'));
+  ExpectBothReadersAgree(std::string());
+}
+
+TEST(PayloadReader, TruncatedBytesFailWithTheArchiveException) {
+  const std::string full = BytesOf(ObjectToGVariant(sample::Nodes(2)));
+  for (std::size_t cut = 0; cut < full.size(); cut += 7) {
+    const GVariantWrapper truncated = BytesToGVariant(full.substr(0, cut));
+    EXPECT_THROW(Dbus::Detail::DecodePayload<Client::NodeInfoMap>(truncated), boost::archive::archive_exception) << cut;
   }
 }
 

@@ -1,0 +1,77 @@
+#pragma once
+// The library's own reader of "ay" payloads. It reads exactly the bytes of a headerless
+// binary_iarchive, but takes primitives and strings straight out of the payload's memory
+// instead of through one virtual stream call per value, and fills strings in one step. A node
+// list of a few hundred records decodes in a good deal less time this way. Not installed:
+// programs that decode payloads themselves use GVariantToObject, which reads the same bytes.
+#include <boost/archive/archive_exception.hpp>
+#include <boost/archive/binary_iarchive_impl.hpp>
+#include <boost/archive/detail/register_archive.hpp>
+#include <cstring>
+#include <string>
+#include <type_traits>
+
+#include "orvamesh/dbus/mesh_gdbus_serialize.h"
+
+namespace ORVA::MESH::SDK::Dbus::Detail {
+
+class PayloadIArchive
+    : public boost::archive::binary_iarchive_impl<PayloadIArchive, char, std::char_traits<char>> {
+  using Base = boost::archive::binary_iarchive_impl<PayloadIArchive, char, std::char_traits<char>>;
+  friend class boost::archive::detail::interface_iarchive<PayloadIArchive>;
+  friend class boost::archive::basic_binary_iarchive<PayloadIArchive>;
+  friend class boost::archive::basic_binary_iprimitive<PayloadIArchive, char, std::char_traits<char>>;
+  friend class boost::archive::load_access;
+
+ public:
+  explicit PayloadIArchive(ByteSource& source) : Base(source, kArchiveFlags), source_(source) {
+    init(kArchiveFlags);
+  }
+
+ protected:
+  // Everything the base reads (arrays, class information) still goes through the same
+  // ByteSource, so both kinds of read stay at one position.
+  using Base::load;
+  template <typename T>
+  void load(T& value) {
+    if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>) {
+      const std::string_view bytes = Take(sizeof(T));
+      std::memcpy(&value, bytes.data(), sizeof(T));
+    } else {
+      Base::load(value);  // the archive's own bookkeeping types
+    }
+  }
+  void load(std::string& text) {
+    std::size_t length = 0;
+    load(length);
+    text.assign(Take(length));
+  }
+
+ private:
+  std::string_view Take(std::size_t count) {
+    const std::string_view bytes = source_.Take(count);
+    if (bytes.size() != count) {
+      boost::serialization::throw_exception(
+          boost::archive::archive_exception(boost::archive::archive_exception::input_stream_error));
+    }
+    return bytes;
+  }
+
+  ByteSource& source_;
+};
+
+// GVariantToObject through PayloadIArchive.
+template <typename T>
+T DecodePayload(const GVariantWrapper& wrapper) {
+  GVariantAYUnwrapper bytes(wrapper);
+  ByteSource source(bytes.View());
+  PayloadIArchive archive(source);
+  T value{};
+  archive >> value;
+  return value;
+}
+
+}  // namespace ORVA::MESH::SDK::Dbus::Detail
+
+BOOST_SERIALIZATION_REGISTER_ARCHIVE(ORVA::MESH::SDK::Dbus::Detail::PayloadIArchive)
+BOOST_SERIALIZATION_USE_ARRAY_OPTIMIZATION(ORVA::MESH::SDK::Dbus::Detail::PayloadIArchive)
