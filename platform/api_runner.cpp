@@ -7,6 +7,7 @@
 
 #include "orvamesh/utils/log.h"
 #include "platform/cred_request_mgr.h"
+#include "platform/text.h"
 #include "platform/webapi_settings.h"
 
 namespace orva::platform {
@@ -33,11 +34,8 @@ bool LoopbackBackend(Json::Value& answer, const std::string& api, int version,
     return false;
   }
   const std::string text = manager.GetResponse(id);
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
-  std::string errors;
-  if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) {
+  if (!ParseJsonText(text, parsed)) {
     // Not an answer document; the caller judges its shape.
     answer = Json::Value(text);
     return true;

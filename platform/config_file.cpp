@@ -9,6 +9,8 @@
 #include <cstring>
 #include <fstream>
 
+#include "platform/text.h"
+
 namespace orva::platform {
 namespace {
 
@@ -20,29 +22,23 @@ struct Line {
 
 enum class Load { kOk, kMissing, kUnreadable };
 
-std::string Trim(const std::string& s) {
-  std::string::size_type b = s.find_first_not_of(" \t\r");
-  if (b == std::string::npos) return std::string();
-  std::string::size_type e = s.find_last_not_of(" \t\r");
-  return s.substr(b, e - b + 1);
-}
 
 // "[NAME]" -> NAME; false for any other line.
 bool ParseHeader(const std::string& text, std::string& name) {
-  std::string t = Trim(text);
+  std::string t = TrimBlanks(text);
   if (t.size() < 2 || t.front() != '[' || t.back() != ']') return false;
-  name = Trim(t.substr(1, t.size() - 2));
+  name = TrimBlanks(t.substr(1, t.size() - 2));
   return true;
 }
 
 // "key=value" -> key, unquoted value; false for comments and lines without "=".
 bool ParseEntry(const std::string& text, std::string& key, std::string& value) {
-  std::string t = Trim(text);
+  std::string t = TrimBlanks(text);
   if (t.empty() || t[0] == '#' || t[0] == ';') return false;
   std::string::size_type eq = t.find('=');
   if (eq == std::string::npos || eq == 0) return false;
-  key = Trim(t.substr(0, eq));
-  value = Trim(t.substr(eq + 1));
+  key = TrimBlanks(t.substr(0, eq));
+  value = TrimBlanks(t.substr(eq + 1));
   if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
   return true;
 }
@@ -140,13 +136,13 @@ int SetValue(const std::string& path, const std::string& section, const std::str
       line.text = text;
       return WriteLines(path, lines);
     }
-    if (line.header || !Trim(line.text).empty()) insertAfter = static_cast<long>(i);
+    if (line.header || !TrimBlanks(line.text).empty()) insertAfter = static_cast<long>(i);
   }
   Line added;
   added.text = text;
   added.section = section;
   if (!sectionSeen) {
-    if (!lines.empty() && !Trim(lines.back().text).empty()) lines.push_back(Line{"", lines.back().section, false});
+    if (!lines.empty() && !TrimBlanks(lines.back().text).empty()) lines.push_back(Line{"", lines.back().section, false});
     lines.push_back(Line{"[" + section + "]", section, true});
     lines.push_back(added);
   } else {

@@ -219,11 +219,16 @@ int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& s
     error_ = kBadArgument;
     return -1;
   }
-  WebapiCredentials credentials;
-  if (!LoadWebapiCredentials(session, credentials)) {
-    error_ = kUnknownSession;
-    return -1;
+  auto known = credentials_.find(session);
+  if (known == credentials_.end()) {
+    WebapiCredentials loaded;
+    if (!LoadWebapiCredentials(session, loaded)) {
+      error_ = kUnknownSession;
+      return -1;
+    }
+    known = credentials_.emplace(session, std::move(loaded)).first;
   }
+  const WebapiCredentials& credentials = known->second;
   auto state = std::make_unique<CredRequest::State>();
   state->shared = shared_.get();
   state->managerError = &error_;

@@ -12,9 +12,12 @@
 // HTTP answer (connection, TLS, time-out) has an empty answer text.
 #include <json/value.h>
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include "platform/webapi_settings.h"
 
 namespace orva::platform {
 
@@ -90,6 +93,8 @@ class CredRequestMgr {
  private:
   std::shared_ptr<Shared> shared_;
   std::vector<std::unique_ptr<CredRequest>> requests_;
+  // A batch usually names one session many times: the store is read once per session.
+  std::map<std::string, WebapiCredentials> credentials_;
   int error_ = kNone;
   bool ran_ = false;
 };

@@ -8,17 +8,12 @@
 
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/log.h"
+#include "platform/text.h"
 
 namespace orva::platform {
 
 namespace {
 
-std::string Trim(const std::string& text) {
-  const auto first = text.find_first_not_of(" \t\r");
-  if (first == std::string::npos) return "";
-  const auto last = text.find_last_not_of(" \t\r");
-  return text.substr(first, last - first + 1);
-}
 
 bool ParseFlag(const std::string& value, bool& out) {
   if (value == "1" || value == "yes" || value == "true") {
@@ -73,11 +68,11 @@ WebapiSettings WebapiSettings::Load() {
   int number = 0;
   while (std::getline(in, line)) {
     ++number;
-    line = Trim(line);
+    line = TrimBlanks(line);
     if (line.empty() || line[0] == '#') continue;
     const auto equals = line.find('=');
     if (equals == std::string::npos ||
-        !Apply(settings, Trim(line.substr(0, equals)), Trim(line.substr(equals + 1)))) {
+        !Apply(settings, TrimBlanks(line.substr(0, equals)), TrimBlanks(line.substr(equals + 1)))) {
       ORVA_LOG_ERR("Ignoring line %d of [%s]: [%s]", number, path.c_str(), line.c_str());
     }
   }
@@ -93,13 +88,8 @@ bool LoadWebapiCredentials(const std::string& session, WebapiCredentials& out) {
   }
   std::stringstream text;
   text << in.rdbuf();
-  const std::string content = text.str();
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value store;
-  std::string errors;
-  if (!reader->parse(content.data(), content.data() + content.size(), &store, &errors) ||
-      !store.isObject()) {
+  if (!ParseJsonText(text.str(), store) || !store.isObject()) {
     ORVA_LOG_ERR("Ill-formed credential store [%s]", path.c_str());
     return false;
   }

@@ -8,18 +8,13 @@
 
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/log.h"
+#include "platform/text.h"
 
 namespace ORVA::Wifi {
 namespace {
 
 constexpr const char* kCountryCodeKey = "country_code";
 
-std::string Trim(const std::string& text) {
-  const char* blanks = " \t\r";
-  const size_t first = text.find_first_not_of(blanks);
-  if (first == std::string::npos) return std::string();
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
 
 bool IsAsciiLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 
@@ -46,11 +41,11 @@ int WifiClient::GetLocalCountryCode(std::string& out) const {
   std::string value;
   bool found = false;
   while (std::getline(file, line)) {
-    line = Trim(line);
+    line = orva::platform::TrimBlanks(line);
     if (line.empty() || line[0] == '#') continue;
     const size_t equals = line.find('=');
-    if (equals == std::string::npos || Trim(line.substr(0, equals)) != kCountryCodeKey) continue;
-    value = Trim(line.substr(equals + 1));
+    if (equals == std::string::npos || orva::platform::TrimBlanks(line.substr(0, equals)) != kCountryCodeKey) continue;
+    value = orva::platform::TrimBlanks(line.substr(equals + 1));
     if (value.size() >= 2 && value.front() == '"' && value.back() == '"') value = value.substr(1, value.size() - 2);
     found = true;
   }
@@ -70,7 +65,7 @@ int WifiClient::ParseCountryCodeCapability(const std::string& capability, std::v
   size_t start = 0;
   for (;;) {
     const size_t comma = capability.find(',', start);
-    const std::string entry = Trim(capability.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
+    const std::string entry = orva::platform::TrimBlanks(capability.substr(start, comma == std::string::npos ? std::string::npos : comma - start));
     std::string code;
     if (entry == "*") {
       parsed.push_back(entry);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "orvamesh/utils/request.h"
+#include "platform/text.h"
 
 namespace ORVA::MESH::SDK {
 
@@ -28,11 +29,8 @@ Response::Response(const std::string& bodyText, const Request& req)
     : Response(bodyText, req.GetAPI(), req.GetVersion(), req.GetMethod()) {}
 
 void Response::ParseText(const std::string& bodyText) {
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
-  std::string errors;
-  if (!reader->parse(bodyText.data(), bodyText.data() + bodyText.size(), &parsed, &errors)) return;
+  if (!orva::platform::ParseJsonText(bodyText, parsed)) return;
   body_ = std::move(parsed);
   Init();
 }

@@ -12,6 +12,7 @@
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/remote_request.h"
 #include "orvamesh/utils/remote_webapi.h"
+#include "support/json_text.h"
 #include "support/temp_dir.h"
 #include "support/webapi_server.h"
 
@@ -61,14 +62,7 @@ class WebapiEnv : public ::testing::Test {
                                           timeout, {});
   }
 
-  static Json::Value Params(const std::string& text) {
-    Json::Value value;
-    Json::CharReaderBuilder builder;
-    std::string errors;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
-    return value;
-  }
+  static Json::Value Params(const std::string& text) { return orva::test::ParseJson(text); }
 
   TempDir dir_;
   std::string root_;

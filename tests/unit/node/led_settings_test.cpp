@@ -8,6 +8,7 @@
 #include "orvamesh/node/led_config.h"
 #include "orvamesh/node/led_mode.h"
 #include "orvamesh/node/led_schedule_setting.h"
+#include "support/json_text.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -20,14 +21,7 @@ using ORVA::MESH::SDK::ledModeToString;
 using ORVA::MESH::SDK::stringToLedMode;
 using orva::test::LogCapture;
 
-Json::Value Parse(const std::string& text) {
-  Json::Value value;
-  Json::CharReaderBuilder builder;
-  std::string errors;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
-  return value;
-}
+constexpr auto Parse = orva::test::ParseJson;
 
 // The one error line of a failed Deserialize, without its "file:line " prefix.
 std::string OnlyError(const LogCapture& capture) {

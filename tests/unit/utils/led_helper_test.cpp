@@ -12,6 +12,7 @@
 #include "orvamesh/platform/api_runner.h"
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/utils.h"
+#include "support/json_text.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 
@@ -24,14 +25,7 @@ using orva::platform::SystemRoot;
 using orva::test::LogCapture;
 using orva::test::TempDir;
 
-Json::Value Parse(const std::string& text) {
-  Json::Value value;
-  Json::CharReaderBuilder builder;
-  std::string errors;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
-  return value;
-}
+constexpr auto Parse = orva::test::ParseJson;
 
 // Every message of the capture without its "file:line " prefix.
 std::vector<std::string> Messages(const LogCapture& capture) {

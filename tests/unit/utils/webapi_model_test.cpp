@@ -11,6 +11,7 @@
 #include "orvamesh/utils/remote_request.h"
 #include "orvamesh/utils/request.h"
 #include "orvamesh/utils/response.h"
+#include "support/json_text.h"
 #include "support/log_capture.h"
 
 namespace {
@@ -23,14 +24,7 @@ using ORVA::MESH::SDK::Response;
 using ORVA::MESH::SDK::UploadDesc;
 using orva::test::LogCapture;
 
-Json::Value Parse(const std::string& text) {
-  Json::Value value;
-  Json::CharReaderBuilder builder;
-  std::string errors;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &value, &errors)) << text;
-  return value;
-}
+constexpr auto Parse = orva::test::ParseJson;
 
 Request Call(const std::string& api, const Json::Value& params = Json::Value(Json::objectValue),
              std::vector<UploadDesc> uploads = {}) {
