@@ -5,7 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/cred_request_mgr.h"
 #include "platform/text.h"
 #include "platform/webapi_settings.h"

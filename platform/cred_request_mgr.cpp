@@ -12,7 +12,7 @@
 #include <mutex>
 
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/webapi_settings.h"
 
 namespace orva::platform {

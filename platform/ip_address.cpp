@@ -7,7 +7,7 @@
 #include <cstring>
 #include <ostream>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace orva::net::utils {
 namespace {

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/text.h"
 
 namespace orva::platform {

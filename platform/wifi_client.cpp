@@ -7,7 +7,7 @@
 #include <mutex>
 
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/text.h"
 
 namespace ORVA::Wifi {

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <ostream>
 
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "orvamesh/utils/utils.h"
 
 namespace ORVA::MESH::SDK {

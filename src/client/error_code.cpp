@@ -2,7 +2,7 @@
 
 #include <map>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Client {
 

@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "orvamesh/dbus/mesh_dbus_client.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Client {
 

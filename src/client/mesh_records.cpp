@@ -7,7 +7,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Client {
 

@@ -1,7 +1,7 @@
 #include "orvamesh/client/mesh_signal_receiver.h"
 
 #include "orvamesh/dbus/mesh_dbus_client.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Client {
 

@@ -1,6 +1,6 @@
 #include "orvamesh/compatibility/model_compatibility.h"
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Compatibility {
 namespace {

@@ -3,7 +3,7 @@
 #include <exception>
 
 #include "orvamesh/platform/wifi_client.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "orvamesh/utils/model.h"
 
 namespace ORVA::MESH::SDK::Compatibility {

@@ -1,7 +1,7 @@
 #include "orvamesh/data/file_lock_wrapper.h"
 
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK::Data {
 

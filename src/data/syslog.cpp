@@ -6,7 +6,7 @@
 
 #include "orvamesh/data/file_lock_wrapper.h"
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/config_file.h"
 #include "platform/process_runner.h"
 

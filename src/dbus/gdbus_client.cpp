@@ -1,6 +1,6 @@
 #include "orvamesh/dbus/gdbus_client.h"
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Dbus::Detail {
 

@@ -2,7 +2,7 @@
 
 #include <boost/numeric/conversion/cast.hpp>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "orvamesh/utils/mutex.h"
 
 namespace ORVA::MESH::SDK::Dbus {

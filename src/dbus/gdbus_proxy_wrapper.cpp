@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK::Dbus::Detail {
 

@@ -1,6 +1,6 @@
 #include "orvamesh/dbus/mesh_gdbus_error_code.h"
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Dbus {
 

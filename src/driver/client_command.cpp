@@ -1,6 +1,6 @@
 #include "driver/client_command.h"
 
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/process_runner.h"
 
 namespace ORVA::MESH::SDK::Driver::Detail {

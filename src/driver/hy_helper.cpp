@@ -6,7 +6,7 @@
 #include <thread>
 
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/config_file.h"
 #include "platform/net_if.h"
 #include "platform/node_settings.h"

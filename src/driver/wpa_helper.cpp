@@ -7,7 +7,7 @@
 #include "driver/client_command.h"
 #include "driver/ioctl_helper.h"
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "platform/config_file.h"
 #include "platform/pid_file.h"
 #include "platform/process_runner.h"

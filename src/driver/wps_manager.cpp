@@ -1,7 +1,7 @@
 #include "orvamesh/driver/wps_manager.h"
 
 #include "orvamesh/mac.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK::Driver {
 namespace {

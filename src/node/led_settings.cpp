@@ -3,9 +3,8 @@
 
 #include "orvamesh/node/led_blinking_setting.h"
 #include "orvamesh/node/led_config.h"
-#include "orvamesh/node/led_mode.h"
 #include "orvamesh/node/led_schedule_setting.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK {
 
@@ -58,26 +57,6 @@ LED_MODE ReadMode(const Json::Value& in) {
 }
 
 }  // namespace
-
-std::string ledModeToString(LED_MODE mode) {
-  switch (mode) {
-    case LED_MODE::SCHEDULE:
-      return "schedule";
-    case LED_MODE::SLEEP:
-      return "sleep";
-    case LED_MODE::NORMAL:
-      return "normal";
-    default:
-      return "";
-  }
-}
-
-LED_MODE stringToLedMode(const std::string& text) {
-  if (text == "schedule") return LED_MODE::SCHEDULE;
-  if (text == "sleep") return LED_MODE::SLEEP;
-  if (text == "normal") return LED_MODE::NORMAL;
-  return LED_MODE::UNKNOWN;
-}
 
 int LedConfig::Serialize(Json::Value& out) const {
   Json::Value object(Json::objectValue);

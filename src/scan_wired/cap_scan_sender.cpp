@@ -12,8 +12,8 @@
 #include "orvamesh/scan_wired/scan_response_receiver.h"
 #include "orvamesh/scan_wired/scan_sender.h"
 #include "orvamesh/utils/address.h"
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "scan_wired/wired_scan_packet.h"
 
 namespace ORVA::MESH::SDK::ScanWired {

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "orvamesh/scan_wired/response_packet.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
 

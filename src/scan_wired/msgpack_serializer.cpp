@@ -6,8 +6,8 @@
 
 #include "orvamesh/scan_wired/probe_packet_serializer.h"
 #include "orvamesh/scan_wired/response_packet_serializer.h"
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
 

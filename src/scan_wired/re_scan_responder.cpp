@@ -10,8 +10,8 @@
 #include "orvamesh/scan_wired/scan_listener.h"
 #include "orvamesh/scan_wired/scan_responder.h"
 #include "orvamesh/utils/address.h"
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "orvamesh/utils/utils.h"
 
 namespace ORVA::MESH::SDK::ScanWired {

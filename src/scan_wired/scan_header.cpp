@@ -4,7 +4,7 @@
 
 #include "orvamesh/serialization/int_serialization.h"
 #include "orvamesh/serialization/serializer.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
 

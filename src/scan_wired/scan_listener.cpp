@@ -16,8 +16,8 @@
 #include "orvamesh/scan_wired/probe_packet_serializer.h"
 #include "orvamesh/scan_wired/scan_header.h"
 #include "orvamesh/utils/epoll_wrapper.h"
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "scan_wired/wired_scan_packet.h"
 
 namespace ORVA::MESH::SDK::ScanWired {

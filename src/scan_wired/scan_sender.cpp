@@ -10,7 +10,7 @@
 #include "orvamesh/scan_wired/probe_packet.h"
 #include "orvamesh/scan_wired/probe_packet_serializer.h"
 #include "orvamesh/scan_wired/scan_header.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "scan_wired/wired_scan_packet.h"
 
 namespace ORVA::MESH::SDK::ScanWired {

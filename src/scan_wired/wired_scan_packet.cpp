@@ -3,7 +3,7 @@
 #include <optional>
 
 #include "orvamesh/scan_wired/scan_header.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
 

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Serialization {
 

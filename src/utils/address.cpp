@@ -10,7 +10,7 @@
 #include <cstring>
 #include <vector>
 
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK {
 

@@ -1,7 +1,7 @@
 #include "orvamesh/utils/compound_request.h"
 
 #include "orvamesh/utils/compound_response.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 namespace ORVA::MESH::SDK {
 namespace {

@@ -8,7 +8,7 @@
 #include <cstring>
 
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "orvamesh/utils/response.h"
 #include "orvamesh/utils/utils.h"
 #include "platform/process_runner.h"

@@ -1,6 +1,6 @@
 #include "orvamesh/utils/mutex.h"
 
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "utils/posix_seam.h"
 
 namespace ORVA::MESH::SDK {

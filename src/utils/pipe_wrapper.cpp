@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <string>
 
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "utils/posix_seam.h"
 
 namespace ORVA::MESH::SDK {

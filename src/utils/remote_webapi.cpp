@@ -5,7 +5,7 @@
 #include <tuple>
 #include <utility>
 
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "orvamesh/utils/mutex.h"
 #include "orvamesh/utils/utils.h"
 #include "platform/cred_request_mgr.h"

@@ -14,8 +14,8 @@
 #include <functional>
 #include <mutex>
 
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "utils/posix_seam.h"
 #include "utils/ssh_seam.h"
 

@@ -20,7 +20,7 @@
 #include "orvamesh/platform/api_runner.h"
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "orvamesh/utils/response.h"
 #include "utils/random_seam.h"
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 #include "orvamesh/utils/remote_webapi.h"
 #include "support/temp_dir.h"
 #include "support/webapi_server.h"

@@ -7,8 +7,8 @@
 #include <msgpack.hpp>
 #include <vector>
 
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "scan_wired/wired_scan_packet.h"
 
 using namespace ORVA::MESH::SDK;

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "orvamesh/scan_wired/scan_header.h"
-#include "orvamesh/utils/exception.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
 #include "scan_wired/wired_scan_packet.h"
 
 using namespace ORVA::MESH::SDK;

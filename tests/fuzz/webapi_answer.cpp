@@ -5,7 +5,7 @@
 #include <string>
 
 #include "orvamesh/utils/compound_response.h"
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace ORVA::MESH::SDK;

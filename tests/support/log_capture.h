@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 namespace orva::test {
 

@@ -18,7 +18,7 @@
 #include "cli.h"
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/client/mesh_client.h"
-#include "orvamesh/node/led_mode.h"
+#include "orvamesh/utils/led_mode.h"
 
 namespace orvacli {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "orvamesh/export.h"
-#include "orvamesh/node/led_mode.h"
+#include "orvamesh/utils/led_mode.h"
 
 namespace ORVA::MESH::SDK {
 

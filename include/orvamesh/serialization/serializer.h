@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Serialization {
 

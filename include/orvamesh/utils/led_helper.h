@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "orvamesh/export.h"
-#include "orvamesh/node/led_mode.h"
+#include "orvamesh/utils/led_mode.h"
 
 namespace ORVA::MESH::SDK {
 

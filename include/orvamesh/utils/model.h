@@ -19,7 +19,7 @@
 
 #include "orvamesh/export.h"
 #include "orvamesh/platform/wifi_model.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Model {
 

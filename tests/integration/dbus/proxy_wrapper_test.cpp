@@ -9,7 +9,7 @@
 #include "orvamesh/dbus/gdbus_common.h"
 #include "orvamesh/dbus/mesh_dbus_codegen.h"
 #include "orvamesh/dbus/mesh_gdbus_client.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "support/private_bus.h"
 
 namespace {

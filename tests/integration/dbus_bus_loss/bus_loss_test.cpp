@@ -8,7 +8,7 @@
 
 #include "orvamesh/client/mesh_client.h"
 #include "orvamesh/client/mesh_signal_receiver.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "support/mesh_test_daemon.h"
 #include "support/private_bus.h"
 #include "support/wait_until.h"

@@ -11,7 +11,7 @@
 #include "orvamesh/scan_wired/probe_packet.h"
 #include "orvamesh/scan_wired/re_scan_responder.h"
 #include "orvamesh/scan_wired/response_packet_serializer.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "scan_peer.h"
 #include "scan_wired/wired_scan_packet.h"
 #include "support/lan.h"

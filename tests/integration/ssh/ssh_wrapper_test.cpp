@@ -15,7 +15,7 @@
 #include <regex>
 #include <string>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "orvamesh/utils/ssh_wrapper.h"
 #include "support/netns.h"
 #include "support/sshd_server.h"

@@ -4,7 +4,7 @@
 
 #include "orvamesh/client/mesh_records.h"
 #include "orvamesh/dbus/mesh_gdbus_serialize.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "support/mesh_samples.h"
 
 namespace {

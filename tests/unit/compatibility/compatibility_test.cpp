@@ -7,7 +7,7 @@
 #include "orvamesh/compatibility/version_compatibility.h"
 #include "orvamesh/compatibility/wifi_compatibility.h"
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
 

@@ -13,7 +13,7 @@
 
 #include "orvamesh/data/file_lock_wrapper.h"
 #include "orvamesh/platform/file_lock.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "platform/file_seam.h"
 #include "support/fixture_root.h"
 #include "support/log_capture.h"

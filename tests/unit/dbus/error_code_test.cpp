@@ -6,7 +6,7 @@
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/dbus/gdbus_common.h"
 #include "orvamesh/dbus/mesh_gdbus_error_code.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "dbus/payload_iarchive.h"
 #include "orvamesh/dbus/mesh_gdbus_serialize.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "support/mesh_samples.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "support/log_capture.h"
 #include "utils/random_seam.h"
 

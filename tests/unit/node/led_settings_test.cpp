@@ -6,7 +6,7 @@
 
 #include "orvamesh/node/led_blinking_setting.h"
 #include "orvamesh/node/led_config.h"
-#include "orvamesh/node/led_mode.h"
+#include "orvamesh/utils/led_mode.h"
 #include "orvamesh/node/led_schedule_setting.h"
 #include "support/json_text.h"
 #include "support/log_capture.h"

@@ -7,7 +7,7 @@
 #include <set>
 #include <string>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 #include "orvamesh/scan_wired/scan_responder.h"
 #include "orvamesh/scan_wired/scan_response_receiver.h"
 #include "orvamesh/scan_wired/scan_sender.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <thread>
 
 #include "orvamesh/utils/epoll_wrapper.h"
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "orvamesh/utils/pipe_wrapper.h"
 #include "orvamesh/utils/rwlock.h"
 #include "orvamesh/utils/socket_wrapper.h"

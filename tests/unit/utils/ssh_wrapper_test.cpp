@@ -13,7 +13,7 @@
 #include <string>
 #include <thread>
 
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 #include "orvamesh/utils/ssh_wrapper.h"
 #include "support/log_capture.h"
 #include "utils/posix_seam.h"

@@ -1,5 +1,6 @@
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
+#include <string>
 #include <utility>
 
 namespace ORVA::MESH::SDK::Exception {
@@ -47,3 +48,9 @@ using Exception::ExceptionLocation;
 using Exception::RuntimeException;
 ORVA_DEFINE_EXCEPTION(ModelNotRecognizedException, RuntimeException)
 }  // namespace ORVA::MESH::SDK::Model
+
+namespace ORVA::MESH::SDK::Exception {
+std::string WithErrno(const std::string& message, int error) {
+  return message + ", errno: [" + std::to_string(error) + "]";
+}
+}  // namespace ORVA::MESH::SDK::Exception

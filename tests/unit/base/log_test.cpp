@@ -1,4 +1,4 @@
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@ TEST(Log, PrefixesFileAndLineAndKeepsThePriority) {
   auto lines = capture.Lines();
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0].priority, LOG_ERR);
-  EXPECT_EQ(lines[0].text, "tests/unit/utils/log_test:" + std::to_string(line) + " Fail to lock mutex [22]");
+  EXPECT_EQ(lines[0].text, "tests/unit/base/log_test:" + std::to_string(line) + " Fail to lock mutex [22]");
   EXPECT_EQ(lines[1].priority, LOG_INFO);
 }
 

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "orvamesh/export.h"
-#include "orvamesh/utils/source_path.h"
+#include "orvamesh/base/source_path.h"
 
 namespace ORVA::MESH::SDK::Log {
 

@@ -1,11 +1,11 @@
-#include "orvamesh/utils/exception.h"
+#include "orvamesh/base/exception.h"
 
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
 
-#include "orvamesh/utils/source_path.h"
+#include "orvamesh/base/source_path.h"
 
 namespace {
 
@@ -78,7 +78,7 @@ TEST(ThrowMacro, TakesFileFunctionAndLineFromTheThrowSite) {
     ThrowingFunction();
     FAIL() << "no exception";
   } catch (const Exception::RuntimeException& e) {
-    EXPECT_EQ(std::string(e.what()), "tests/unit/utils/exception_test:ThrowingFunction:" + std::to_string(line) + ": boom");
+    EXPECT_EQ(std::string(e.what()), "tests/unit/base/exception_test:ThrowingFunction:" + std::to_string(line) + ": boom");
   }
 }
 

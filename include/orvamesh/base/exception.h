@@ -2,12 +2,13 @@
 // The library's exception family. Every exception carries the place it was thrown from, and
 // what() reads "file:function:line: message". Throw them with ORVA_THROW so that the place is
 // taken from the throw site and never typed by hand.
+#include <cerrno>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
 
 #include "orvamesh/export.h"
-#include "orvamesh/utils/source_path.h"
+#include "orvamesh/base/source_path.h"
 
 namespace ORVA::MESH::SDK::Exception {
 
@@ -65,6 +66,11 @@ ORVA_DECLARE_EXCEPTION(ModelNotRecognizedException, ::ORVA::MESH::SDK::Exception
 
 #undef ORVA_DECLARE_EXCEPTION
 
+namespace ORVA::MESH::SDK::Exception {
+// "<message>, errno: [<error>]": the one spelling of a failed C call in messages and log lines.
+ORVA_EXPORT std::string WithErrno(const std::string& message, int error);
+}  // namespace ORVA::MESH::SDK::Exception
+
 // The location of the current line, in the current function.
 #define ORVA_LOCATION()                                                          \
   ::ORVA::MESH::SDK::Exception::ExceptionLocation(std::string(ORVA_SOURCE_FILE), \
@@ -77,3 +83,13 @@ ORVA_DECLARE_EXCEPTION(ModelNotRecognizedException, ::ORVA::MESH::SDK::Exception
 
 #define ORVA_THROW(Type, message) throw Type(ORVA_LOCATION(), (message))
 #define ORVA_THROW_IN(Type, function, message) throw Type(ORVA_LOCATION_IN(function), (message))
+
+// Throws Type with "<message>, errno: [<errno>]" when cond holds. errno is read before the
+// message is built, so nothing the message calls can overwrite it.
+#define ORVA_THROW_ERRNO_IF(cond, Type, message)                                      \
+  do {                                                                                \
+    if (cond) {                                                                       \
+      const int orvaSavedErrno = errno;                                               \
+      ORVA_THROW(Type, ::ORVA::MESH::SDK::Exception::WithErrno((message), orvaSavedErrno)); \
+    }                                                                                 \
+  } while (false)

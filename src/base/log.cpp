@@ -1,4 +1,4 @@
-#include "orvamesh/utils/log.h"
+#include "orvamesh/base/log.h"
 
 #include <cstdarg>
 #include <cstdio>
