@@ -191,7 +191,7 @@ TEST(TopologyBuilder, CostsWhatAnIndependentMinimumSpanningTreeCosts) {
       "        a, b, c = int(w[0]), int(w[1]), float(w[2])\n"
       "        if not g.has_edge(a, b) or g[a][b]['weight'] > c: g.add_edge(a, b, weight=c)\n"
       "done()\n";
-  auto python = orva::platform::ProgramOutput::Open({"python3", "-c", script, file});
+  auto python = orva::platform::ProgramOutput::Open({"/usr/bin/python3", "-c", script, file});
   ASSERT_TRUE(python);
   char line[128];
   for (double cost : ours) {
