@@ -1,0 +1,13 @@
+#pragma once
+// Replaces a file so that a reader, or a router that loses power, sees either the old content
+// or the new, never an empty or half-written file: write a temporary file beside it, fsync it,
+// rename it over the old one, fsync the directory.
+#include <string>
+#include <sys/types.h>
+
+namespace orva::platform {
+
+// 0, or -1 with errno set; the temporary file is gone either way.
+int WriteFileAtomically(const std::string& path, const std::string& content, mode_t mode);
+
+}  // namespace orva::platform
