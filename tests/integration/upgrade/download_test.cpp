@@ -12,6 +12,7 @@
 #include "orvamesh/upgrade/image_downloader.h"
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
 #include "orvamesh/upgrade/update_feed.h"
+#include "platform/process_runner.h"
 #include "support/port_server.h"
 #include "support/private_mounts.h"
 #include "support/temp_dir.h"
@@ -195,6 +196,47 @@ TEST_F(UpdateServerTest, RefusesAnImageTheDiskCannotHoldBeforeFetchingIt) {
   EXPECT_TRUE(Requests().empty());
   EXPECT_EQ(::access((small + "/" + sha256_ + ".part").c_str(), F_OK), -1);
   ::umount2(small.c_str(), MNT_DETACH);
+}
+
+}  // namespace
+
+namespace {
+
+int RunTool(const std::vector<std::string>& args, std::string& out) {
+  std::vector<std::string> argv = {std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade"};
+  argv.insert(argv.end(), args.begin(), args.end());
+  return orva::platform::RunProgramCapture(argv, out);
+}
+
+TEST_F(UpdateServerTest, TheToolChecksDownloadsAndSaysWhenNothingIsNewer) {
+  const std::string feed =
+      "<rss version=\"2.0\" xmlns:o=\"urn:orvamesh:update:1\"><channel><item>"
+      "<enclosure url=\"" + Entry("plain").imageUrl + "\" length=\"" + std::to_string(kImageSize) + "\"/>"
+      "<o:model>m-1</o:model><o:osName>OrvaOS</o:osName><o:version>5.3.0</o:version><o:build>75000</o:build>"
+      "<o:update>0</o:update><o:sha256>" + sha256_ + "</o:sha256></item></channel></rss>";
+  PublishFeed(feed);
+  const std::vector<std::string> common = {"--server", Base(), "--key", Hex(pk_, sizeof pk_), "--ca", identity_.cert,
+                                           "--model", "m-1", "--serial", "SN1", "--version", "5.2.0", "--build"};
+  auto with = [&](const std::string& build, std::vector<std::string> more) {
+    std::vector<std::string> args = common;
+    args.push_back(build);
+    args.insert(args.end(), more.begin(), more.end());
+    return args;
+  };
+  std::string out;
+  std::vector<std::string> check = with("74000", {"--json"});
+  check.insert(check.begin(), "check");
+  EXPECT_EQ(RunTool(check, out), 0);
+  EXPECT_NE(out.find("\"sha256\" : \"" + sha256_ + "\""), std::string::npos) << out;
+  std::vector<std::string> current = with("75000", {});
+  current.insert(current.begin(), "check");
+  EXPECT_EQ(RunTool(current, out), 3) << out;
+  std::vector<std::string> download = with("74000", {"--dir", downloads_});
+  download.insert(download.begin(), "download");
+  EXPECT_EQ(RunTool(download, out), 0) << out;
+  EXPECT_NE(out.find(downloads_ + "/" + sha256_ + ".img"), std::string::npos) << out;
+  EXPECT_NE(out.find("download DOWNLOADING 100%"), std::string::npos) << out;
+  EXPECT_EQ(RunTool({"check", "--server"}, out), 2);
 }
 
 }  // namespace
