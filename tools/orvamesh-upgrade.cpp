@@ -9,7 +9,8 @@
 //   orvamesh-upgrade status   --state FILE [--json]
 // IDENTITY: --model UNIQUE --version V --build N --update N --serial S (of the running node).
 // The SSH password comes from ORVAMESH_SSH_PASSWORD, never from the command line. The --nodes
-// file is a JSON array of {"id", "parent", "host", "port", "user"}; the CAP has no parent.
+// file is a JSON array of {"id", "parent", "host", "port", "user"} and optionally "directory",
+// "writer" and "version_command" where a node differs from the defaults; the CAP has no parent.
 // Progress: a bar on a terminal, otherwise one line per event (with --json one JSON object).
 //
 // Exit status: 0 done, 1 the operation failed, 2 bad command line, 3 no newer image offered,
@@ -177,7 +178,8 @@ FeedEntry Target(const Options& o) {
   return entry;
 }
 
-std::shared_ptr<NodeUpdater> RemoteUpdater(const std::string& host, unsigned long port, const std::string& user) {
+std::shared_ptr<NodeUpdater> RemoteUpdater(const std::string& host, unsigned long port, const std::string& user,
+                                           const RemoteUpdateOptions& options = {}) {
   const char* password = std::getenv("ORVAMESH_SSH_PASSWORD");
   if (password == nullptr) throw UsageError{"set ORVAMESH_SSH_PASSWORD for SSH log-in"};
   RemoteNode node;
@@ -186,7 +188,7 @@ std::shared_ptr<NodeUpdater> RemoteUpdater(const std::string& host, unsigned lon
   if (::inet_pton(AF_INET6, host.c_str(), &node.address.sin6_addr) != 1) throw UsageError{"'" + host + "' is no IPv6 address"};
   node.user = user;
   node.password = password;
-  return std::make_shared<RemoteNodeUpdater>(node);
+  return std::make_shared<RemoteNodeUpdater>(node, options);
 }
 
 int Node(const Options& o) {
@@ -225,8 +227,12 @@ int Group(const Options& o) {
   if (!in || !(in >> nodes) || !nodes.isArray()) throw UsageError{"--nodes needs a JSON array of nodes"};
   std::vector<GroupMember> members;
   for (const auto& n : nodes) {
+    RemoteUpdateOptions options;
+    options.directory = n.get("directory", options.directory).asString();
+    options.writer = n.get("writer", options.writer).asString();
+    options.versionCommand = n.get("version_command", options.versionCommand).asString();
     members.push_back({n["id"].asString(), n["parent"].asString(),
-                       RemoteUpdater(n["host"].asString(), n.get("port", 22).asUInt(), n["user"].asString())});
+                       RemoteUpdater(n["host"].asString(), n.get("port", 22).asUInt(), n["user"].asString(), options)});
   }
   const Reporter reporter(o.Has("json"));
   const GroupReport report =

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <fstream>
 #include <mutex>
+#include <set>
 #include <sstream>
 #include <thread>
 #include "orvamesh/base/log.h"
@@ -44,8 +45,9 @@ void Save(const std::string& path, const GroupReport& report) {
 // Runs the members' updates on up to `parallel` threads, each member after its children.
 class Scheduler {
  public:
-  Scheduler(const std::vector<GroupMember>& members, GroupReport& report, const std::string& file, unsigned parallel)
-      : members_(members), report_(report), file_(file), parallel_(parallel) {}
+  Scheduler(const std::vector<GroupMember>& members, GroupReport& report, const std::string& file, unsigned parallel,
+            std::set<std::string> interrupted)
+      : members_(members), report_(report), file_(file), parallel_(parallel), interrupted_(std::move(interrupted)) {}
 
   void Run(const std::string& image, const FeedEntry& entry, const GroupUpdate::Progress& progress) {
     std::unique_lock<std::mutex> lock(mutex_);
@@ -89,15 +91,20 @@ class Scheduler {
                  const GroupUpdate::Progress& progress) {
     std::string error;
     try {
-      // A resumed update may find the node already on the target: it is not written again.
-      if (!m.updater->Runs(entry)) {
+      if (interrupted_.count(m.id) != 0) {
+        // Written when the last run died, maybe still rebooting: never written twice.
+        if (!m.updater->AwaitTarget(entry)) {
+          error = "the update was interrupted and the node does not run " + entry.version.version +
+                  "; check the node before updating it again";
+        }
+      } else if (!m.updater->Runs(entry)) {
+        // A resumed update may find the node already on the target: it is not written again.
         m.updater->Update(image, entry, [&](Client::UPDATE_STAGE stage, uint8_t percent) {
           if (progress) progress(m.id, stage, percent);
         });
       }
     } catch (const std::exception& e) {
       error = e.what();
-      ORVA_LOG_ERR("update of node %s failed: %s", m.id.c_str(), e.what());
     }
     std::lock_guard<std::mutex> lock(mutex_);
     try {
@@ -105,7 +112,10 @@ class Scheduler {
     } catch (const std::exception& e) {
       ORVA_LOG_ERR("%s", e.what());
     }
-    if (!error.empty()) stopped_ = true;
+    if (!error.empty()) {
+      ORVA_LOG_ERR("update of node %s failed: %s", m.id.c_str(), error.c_str());
+      stopped_ = true;
+    }
     if (progress) progress(m.id, error.empty() ? Client::UPDATE_STAGE::DONE : Client::UPDATE_STAGE::FAILED, 100);
     --running_;
     changed_.notify_all();
@@ -117,6 +127,7 @@ class Scheduler {
   unsigned parallel_;
   std::mutex mutex_;
   std::condition_variable changed_;
+  const std::set<std::string> interrupted_;
   unsigned running_ = 0;
   bool stopped_ = false;  // guarded by mutex_
 };
@@ -172,13 +183,16 @@ GroupReport GroupUpdate::Run(const std::vector<GroupMember>& members, const std:
   const bool resume = previous.targetSha256 == entry.sha256;
   GroupReport report;
   report.targetSha256 = entry.sha256;
+  std::set<std::string> interrupted;
   for (const auto& m : members) {
     if (!m.updater) ORVA_THROW(GroupUpdateException, "member " + m.id + " has no updater");
-    const bool done = resume && previous.nodes.count(m.id) != 0 && previous.nodes.at(m.id) == NODE_UPDATE_STATE::UPDATED;
-    report.nodes[m.id] = done ? NODE_UPDATE_STATE::UPDATED : NODE_UPDATE_STATE::PENDING;
+    const auto before = previous.nodes.find(m.id);
+    const bool known = resume && before != previous.nodes.end();
+    report.nodes[m.id] = known && before->second == NODE_UPDATE_STATE::UPDATED ? NODE_UPDATE_STATE::UPDATED : NODE_UPDATE_STATE::PENDING;
+    if (known && before->second == NODE_UPDATE_STATE::UPDATING) interrupted.insert(m.id);
   }
   Save(stateFile_, report);
-  Scheduler(members, report, stateFile_, parallel_).Run(image, entry, progress);
+  Scheduler(members, report, stateFile_, parallel_, std::move(interrupted)).Run(image, entry, progress);
   return report;
 }
 

@@ -41,13 +41,13 @@ bool RemoteNodeUpdater::Runs(const FeedEntry& entry) {
   }
 }
 
-void RemoteNodeUpdater::WaitForVersion(const FeedEntry& entry) const {
+std::string RemoteNodeUpdater::WaitForVersion(const FeedEntry& entry) const {
   const auto deadline = std::chrono::steady_clock::now() + options_.comeBack;
   std::string last = "no answer";
   while (std::chrono::steady_clock::now() < deadline) {
     try {
       const std::string version = RunningVersion();
-      if (version == entry.version.version) return;
+      if (version == entry.version.version) return "";
       last = "still runs '" + version + "'";
     } catch (const std::exception& e) {
       last = "no answer";  // rebooting: sshd is down or not yet up
@@ -55,8 +55,10 @@ void RemoteNodeUpdater::WaitForVersion(const FeedEntry& entry) const {
     std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(
         options_.retryInterval, std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())));
   }
-  ORVA_THROW_IN(NodeUpdateException, "Update", "the node did not come back with " + entry.version.version + " in time (" + last + ")");
+  return last;
 }
+
+bool RemoteNodeUpdater::AwaitTarget(const FeedEntry& entry) { return WaitForVersion(entry).empty(); }
 
 void RemoteNodeUpdater::Update(const std::string& image, const FeedEntry& entry, const Progress& progress) {
   const std::string remote = options_.directory + "/" + entry.sha256 + ".img";
@@ -81,7 +83,10 @@ void RemoteNodeUpdater::Update(const std::string& image, const FeedEntry& entry,
     ORVA_THROW(NodeUpdateException, std::string("cannot update the node: ") + e.what());
   }
   if (progress) progress(Client::UPDATE_STAGE::REBOOTING, 70);
-  WaitForVersion(entry);
+  const std::string last = WaitForVersion(entry);
+  if (!last.empty()) {
+    ORVA_THROW(NodeUpdateException, "the node did not come back with " + entry.version.version + " in time (" + last + ")");
+  }
   if (progress) progress(Client::UPDATE_STAGE::DONE, 100);
 }
 

@@ -30,11 +30,13 @@ class ORVA_EXPORT RemoteNodeUpdater : public NodeUpdater {
  public:
   RemoteNodeUpdater(RemoteNode node, RemoteUpdateOptions options = {});
   bool Runs(const FeedEntry& entry) override;
+  bool AwaitTarget(const FeedEntry& entry) override;
   void Update(const std::string& image, const FeedEntry& entry, const Progress& progress) override;
 
  private:
   std::string RunningVersion() const;
-  void WaitForVersion(const FeedEntry& entry) const;
+  // Empty once the node runs the entry's version; otherwise what it last said, at the deadline.
+  std::string WaitForVersion(const FeedEntry& entry) const;
 
   RemoteNode node_;
   RemoteUpdateOptions options_;

@@ -9,7 +9,11 @@
 #include "orvamesh/upgrade/image_downloader.h"
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
 #include "orvamesh/upgrade/remote_node_updater.h"
+#include <json/json.h>
+#include <signal.h>
+#include "platform/process_runner.h"
 #include "support/sshd_server.h"
+#include "support/wait_until.h"
 #include "support/temp_dir.h"
 
 namespace {
@@ -119,6 +123,65 @@ TEST_F(RemoteNodeTest, ReportsANodeThatCannotBeReached) {
   RemoteNodeUpdater updater({nowhere, SshdServer::kUser, SshdServer::kPassword}, options);
   EXPECT_THROW(updater.Runs(entry_), NodeUpdateException);
   EXPECT_THROW(updater.Update(image_, entry_, {}), NodeUpdateException);
+}
+
+}  // namespace
+
+namespace {
+
+// A daemon killed in the middle of a group update resumes from its file, and every node is
+// written exactly once.
+TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
+  ORVA_REQUIRE_SSHD();
+  TempDir local;
+  std::string image(64 * 1024, 'i');
+  const std::string imagePath = local.WriteFile("a.img", image);
+  const std::string sha = ImageDownloader::FileSha256(imagePath);
+  // As a real writer, it finishes and reboots on its own once started, whatever happens to the
+  // session that started it.
+  const char* writer =
+      "#!/bin/sh\nsha256sum \"$1\" | cut -c1-64 >> \"$HOME/flashed\"\n"
+      "setsid sh -c 'sleep 0.5; echo 5.3.0 > \"$HOME/version\"' > /dev/null 2>&1 < /dev/null &\n";
+  std::vector<std::unique_ptr<SshdServer>> nodes;
+  Json::Value list(Json::arrayValue);
+  for (int i = 0; i < 3; ++i) {
+    nodes.push_back(std::make_unique<SshdServer>());
+    SshdServer& node = *nodes.back();
+    for (const auto& [name, content, mode] : {std::tuple<std::string, std::string, mode_t>{"writer", writer, 0755},
+                                              {"version", "5.2.0\n", 0644}}) {
+      std::ofstream(node.InHome(name)) << content;
+      ASSERT_EQ(::chmod(node.InHome(name).c_str(), mode), 0);
+      ASSERT_EQ(::chown(node.InHome(name).c_str(), node.Uid(), static_cast<gid_t>(-1)), 0);
+    }
+    Json::Value n;
+    n["id"] = "node" + std::to_string(i);
+    n["parent"] = i == 0 ? "" : "node" + std::to_string(i - 1);  // a chain: node2 first
+    n["host"] = "::1";
+    n["port"] = node.Port();
+    n["user"] = SshdServer::kUser;
+    n["directory"] = node.Home();
+    n["writer"] = node.InHome("writer");
+    n["version_command"] = "cat \"$HOME/version\"";
+    list.append(n);
+  }
+  const std::string nodesFile = local.WriteFile("nodes.json", list.toStyledString());
+  const std::string state = local.Join("group.json");
+  const std::vector<std::string> argv = {std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade", "group",
+                                         "--state", state, "--image", imagePath, "--sha256", sha, "--target", "5.3.0",
+                                         "--nodes", nodesFile, "--parallel", "1"};
+  ::setenv("ORVAMESH_SSH_PASSWORD", SshdServer::kPassword, 1);
+  const pid_t first = orva::platform::SpawnProgram(argv);
+  ASSERT_GT(first, 0);
+  ASSERT_TRUE(orva::test::WaitUntil([&] { return ::access(nodes[1]->InHome("flashed").c_str(), F_OK) == 0; },
+                                    std::chrono::seconds(30)));
+  ::kill(first, SIGKILL);
+  orva::platform::WaitProgram(first);
+
+  std::string out;
+  EXPECT_EQ(orva::platform::RunProgramCapture(argv, out), 0) << out;
+  ::unsetenv("ORVAMESH_SSH_PASSWORD");
+  for (const auto& node : nodes) EXPECT_EQ(TempDir::ReadFile(node->InHome("flashed")), sha + "\n") << node->Home();
+  EXPECT_NE(out.find("node0 UPDATED"), std::string::npos) << out;
 }
 
 }  // namespace

@@ -125,6 +125,18 @@ TEST(GroupUpdate, ResumesFromItsFileWithoutWritingANodeTwice) {
   EXPECT_EQ(other.started.size(), 5u) << "a file about another image is not resumed";
 }
 
+TEST(GroupUpdate, ReportsAnInterruptedNodeThatDidNotComeBackInsteadOfWritingItAgain) {
+  orva::test::TempDir dir;
+  const std::string file = dir.WriteFile(
+      "group.json", "{\"target_sha256\": \"" + std::string(64, 'c') + "\", \"nodes\": {\"c\": {\"state\": \"UPDATING\"}}}");
+  Journal journal;
+  const GroupReport report = GroupUpdate(file, 1).Run(Tree(journal), "/image", Target());
+  EXPECT_EQ(report.With(S::FAILED), std::vector<std::string>{"c"});
+  EXPECT_NE(report.errors.at("c").find("interrupted"), std::string::npos);
+  EXPECT_EQ(Position(journal.started, "c"), journal.started.size());
+  EXPECT_EQ(report.nodes.at("cap"), S::PENDING);
+}
+
 TEST(GroupUpdate, RefusesAGroupUpdateFileItCannotRead) {
   orva::test::TempDir dir;
   for (const char* text : {"not json", "{\"nodes\": {\"a\": {\"state\": \"HALFWAY\"}}}"}) {
