@@ -16,6 +16,7 @@
 // Exit status: 0 done, 1 the operation failed, 2 bad command line, 3 no newer image offered,
 // 4 the group update stopped with failed nodes.
 #include <arpa/inet.h>
+#include <net/if.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -185,7 +186,15 @@ std::shared_ptr<NodeUpdater> RemoteUpdater(const std::string& host, unsigned lon
   RemoteNode node;
   node.address.sin6_family = AF_INET6;
   node.address.sin6_port = htons(static_cast<uint16_t>(port));
-  if (::inet_pton(AF_INET6, host.c_str(), &node.address.sin6_addr) != 1) throw UsageError{"'" + host + "' is no IPv6 address"};
+  // A link-local node is named with its zone, as "fe80::1%eth0".
+  const auto percent = host.find('%');
+  if (percent != std::string::npos) {
+    node.address.sin6_scope_id = ::if_nametoindex(host.substr(percent + 1).c_str());
+    if (node.address.sin6_scope_id == 0) throw UsageError{"no interface '" + host.substr(percent + 1) + "'"};
+  }
+  if (::inet_pton(AF_INET6, host.substr(0, percent).c_str(), &node.address.sin6_addr) != 1) {
+    throw UsageError{"'" + host + "' is no IPv6 address"};
+  }
   node.user = user;
   node.password = password;
   return std::make_shared<RemoteNodeUpdater>(node, options);

@@ -12,6 +12,7 @@
 #include <json/json.h>
 #include <signal.h>
 #include "platform/process_runner.h"
+#include "support/netns.h"
 #include "support/sshd_server.h"
 #include "support/wait_until.h"
 #include "support/temp_dir.h"
@@ -130,10 +131,13 @@ TEST_F(RemoteNodeTest, ReportsANodeThatCannotBeReached) {
 namespace {
 
 // A daemon killed in the middle of a group update resumes from its file, and every node is
-// written exactly once.
+// written exactly once. The daemon and each node are network namespaces, joined by veth pairs;
+// every node runs its own sshd on its link-local address.
 TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
   ORVA_REQUIRE_SSHD();
   TempDir local;
+  std::vector<std::unique_ptr<orva::test::NetNs>> namespaces;
+  const orva::test::NetNs cap("upgcap");
   std::string image(64 * 1024, 'i');
   const std::string imagePath = local.WriteFile("a.img", image);
   const std::string sha = ImageDownloader::FileSha256(imagePath);
@@ -145,7 +149,12 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
   std::vector<std::unique_ptr<SshdServer>> nodes;
   Json::Value list(Json::arrayValue);
   for (int i = 0; i < 3; ++i) {
-    nodes.push_back(std::make_unique<SshdServer>());
+    namespaces.push_back(std::make_unique<orva::test::NetNs>("upg" + std::to_string(i)));
+    const std::string uplink = "u" + std::to_string(i);
+    orva::test::AddVeth(&cap, uplink, namespaces.back().get(), "n0");
+    const std::string address = namespaces.back()->LinkLocal("n0");
+    cap.LinkLocal(uplink);
+    nodes.push_back(std::make_unique<SshdServer>(address + "%n0", namespaces.back().get()));
     SshdServer& node = *nodes.back();
     for (const auto& [name, content, mode] : {std::tuple<std::string, std::string, mode_t>{"writer", writer, 0755},
                                               {"version", "5.2.0\n", 0644}}) {
@@ -156,7 +165,7 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
     Json::Value n;
     n["id"] = "node" + std::to_string(i);
     n["parent"] = i == 0 ? "" : "node" + std::to_string(i - 1);  // a chain: node2 first
-    n["host"] = "::1";
+    n["host"] = address + "%" + uplink;
     n["port"] = node.Port();
     n["user"] = SshdServer::kUser;
     n["directory"] = node.Home();
@@ -166,9 +175,9 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
   }
   const std::string nodesFile = local.WriteFile("nodes.json", list.toStyledString());
   const std::string state = local.Join("group.json");
-  const std::vector<std::string> argv = {std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade", "group",
-                                         "--state", state, "--image", imagePath, "--sha256", sha, "--target", "5.3.0",
-                                         "--nodes", nodesFile, "--parallel", "1"};
+  const std::vector<std::string> argv =
+      cap.Exec({std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade", "group", "--state", state, "--image",
+                imagePath, "--sha256", sha, "--target", "5.3.0", "--nodes", nodesFile, "--parallel", "1"});
   ::setenv("ORVAMESH_SSH_PASSWORD", SshdServer::kPassword, 1);
   const pid_t first = orva::platform::SpawnProgram(argv);
   ASSERT_GT(first, 0);
