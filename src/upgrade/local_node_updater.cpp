@@ -1,6 +1,5 @@
 #include "orvamesh/upgrade/local_node_updater.h"
 
-#include "orvamesh/platform/system_root.h"
 #include "orvamesh/upgrade/image_downloader.h"
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
 #include "platform/process_runner.h"
@@ -20,7 +19,8 @@ void LocalNodeUpdater::Update(const std::string& image, const FeedEntry& entry, 
   if (ImageDownloader::FileSha256(image) != entry.sha256) {
     ORVA_THROW(NodeUpdateException, "the image " + image + " does not match its SHA-256");
   }
-  const int status = orva::platform::RunProgram({orva::platform::SystemRoot::Path(writer_), image});
+  // The runner finds the writer below the system root.
+  const int status = orva::platform::RunProgram({writer_, image});
   if (status != 0) {
     ORVA_THROW(NodeUpdateException, "the firmware writer failed with status " + std::to_string(status));
   }
