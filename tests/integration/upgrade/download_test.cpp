@@ -166,8 +166,11 @@ TEST_F(UpdateServerTest, LeavesNoCompleteLookingFileWhenTheImageCannotBeTrusted)
     std::chrono::milliseconds deadline;
     std::string needle;
   };
+  FeedEntry longer = Entry("plain");
+  longer.size += 10;  // the feed announces more than the server has
   const std::vector<Case> cases = {
       {"tampered", Entry("plain", std::string(64, 'b')), std::chrono::seconds(30), "does not match the SHA-256"},
+      {"shorter than announced", longer, std::chrono::seconds(30), "stopped at"},
       {"too long", Entry("toolong"), std::chrono::seconds(30), "more than the"},
       {"stalled", Entry("stall"), std::chrono::milliseconds(1500), "stopped at"},
   };
