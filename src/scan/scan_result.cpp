@@ -20,4 +20,25 @@ void ScanResult::AddWiredScan(const Mac& scanner, const std::vector<ScanWired::E
   }
 }
 
+ScanResult ScanResult::FromNodeInfos(const Client::NodeInfoMap& nodes) {
+  ScanResult scan;
+  for (const auto& [id, node] : nodes) {
+    ScanDevice device;
+    device.nodeId = id;
+    device.mac = node.mac;
+    device.role = node.role == Client::NODE_ROLE::CAP ? DEVICE_ROLE::CAP : DEVICE_ROLE::RE;
+    device.modelUnique = node.modelUnique;
+    scan.AddDevice(device);
+  }
+  for (const auto& [id, node] : nodes) {
+    const auto uplink = nodes.find(node.uplink);
+    if (node.uplink == 0 || uplink == nodes.end() || node.uplink == id) continue;
+    const LINK_MEDIUM medium = node.backhaul == Client::BACKHAUL_TYPE::NONE
+                                   ? LINK_MEDIUM::ETHERNET
+                                   : LinkMediumFromString(Client::BackhaulTypeToString(node.backhaul));
+    scan.AddLink(ScanLink(uplink->second.mac, node.mac, medium));
+  }
+  return scan;
+}
+
 }  // namespace ORVA::MESH::SDK::Scan

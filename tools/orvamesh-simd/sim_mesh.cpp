@@ -1,5 +1,7 @@
 #include "sim_mesh.h"
 
+#include "orvamesh/scan/topology_builder.h"
+
 #include <json/reader.h>
 
 #include <algorithm>
@@ -404,14 +406,10 @@ Client::NetworkInfoMap SimMesh::GetDataNetworkInfo() const {
   return out;
 }
 
+// The map a daemon carries: the library's topology tree of the nodes' uplinks.
 Client::MeshTopologyMap SimMesh::GetDataMeshTopology() const {
-  Client::MeshTopologyMap out;
-  for (const auto& node : nodes_) {
-    const SimNode* uplink = Find(node.info.uplink);
-    if (uplink == nullptr) continue;
-    out[Client::BackhaulTypeToString(node.info.backhaul)][node.info.mac] = uplink->info.mac;
-  }
-  return out;
+  return ORVA::MESH::SDK::Scan::TopologyBuilder::Build(ORVA::MESH::SDK::Scan::ScanResult::FromNodeInfos(GetNodeInfos()))
+      .ToMeshTopologyMap();
 }
 
 Client::NodeIdList SimMesh::GetNodeIds() const {
