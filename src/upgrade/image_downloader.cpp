@@ -9,12 +9,12 @@
 #include <memory>
 #include "orvamesh/base/log.h"
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
+#include "orvamesh/utils/deadline.h"
 #include "upgrade/http_get.h"
 
 namespace ORVA::MESH::SDK::Upgrade {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using Digest = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
 
 class Fd {
@@ -121,9 +121,8 @@ struct Attempt {
     return !overrun;
   }
 
-  void Run(Clock::time_point deadline) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    const HttpGetResult result = HttpGet(entry.imageUrl, {options.caFile, std::max<long>(left, 1), have},
+  void Run(const Deadline& deadline) {
+    const HttpGetResult result = HttpGet(entry.imageUrl, {options.caFile, std::max(deadline.PollTimeoutMs(), 1), have},
                                          [this](const char* d, size_t n) { return Sink(d, n); });
     if (overrun) return;
     if (result.status != 200 && result.status != 206 && result.error.empty()) {
@@ -169,10 +168,10 @@ std::string ImageDownloader::Download(const FeedEntry& entry) const {
   Digest digest = NewDigest();
   HashExisting(fd.Get(), have, digest.get());
 
-  const auto deadline = Clock::now() + options_.deadline;
+  const Deadline deadline(options_.deadline);
   Attempt attempt{entry, fd.Get(), digest.get(), have, options_, false, {}, have};
   for (unsigned i = 0; i <= options_.attempts && attempt.have < entry.size && !attempt.overrun; ++i) {
-    if (Clock::now() >= deadline) break;
+    if (deadline.Expired()) break;
     attempt.failure.clear();
     attempt.Run(deadline);
     if (!attempt.failure.empty()) ORVA_LOG_INFO("image download interrupted at %llu of %llu bytes: %s",

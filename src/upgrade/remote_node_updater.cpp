@@ -3,6 +3,7 @@
 #include <thread>
 #include "orvamesh/base/log.h"
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
+#include "orvamesh/utils/deadline.h"
 #include "orvamesh/utils/ssh_wrapper.h"
 
 namespace ORVA::MESH::SDK::Upgrade {
@@ -42,9 +43,9 @@ bool RemoteNodeUpdater::Runs(const FeedEntry& entry) {
 }
 
 std::string RemoteNodeUpdater::WaitForVersion(const FeedEntry& entry) const {
-  const auto deadline = std::chrono::steady_clock::now() + options_.comeBack;
+  const Deadline deadline(options_.comeBack);
   std::string last = "no answer";
-  while (std::chrono::steady_clock::now() < deadline) {
+  while (!deadline.Expired()) {
     try {
       const std::string version = RunningVersion();
       if (version == entry.version.version) return "";
@@ -52,8 +53,7 @@ std::string RemoteNodeUpdater::WaitForVersion(const FeedEntry& entry) const {
     } catch (const std::exception& e) {
       last = "no answer";  // rebooting: sshd is down or not yet up
     }
-    std::this_thread::sleep_for(std::min<std::chrono::milliseconds>(
-        options_.retryInterval, std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now())));
+    std::this_thread::sleep_for(std::min<Deadline::Clock::duration>(options_.retryInterval, deadline.Remaining()));
   }
   return last;
 }
