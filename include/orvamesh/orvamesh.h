@@ -21,6 +21,8 @@
 #include "orvamesh/driver/hostap_helper.h"
 #include "orvamesh/driver/hy_helper.h"
 #include "orvamesh/driver/hy_if.h"
+#include "orvamesh/driver/netlink_events.h"
+#include "orvamesh/driver/netlink_receiver.h"
 #include "orvamesh/driver/wpa_helper.h"
 #include "orvamesh/driver/wps_manager.h"
 #include "orvamesh/export.h"
