@@ -27,6 +27,7 @@
 #include "orvamesh/driver/wps_manager.h"
 #include "orvamesh/export.h"
 #include "orvamesh/mac.h"
+#include "orvamesh/monitor/bridge_monitor.h"
 #include "orvamesh/monitor/ethernet_uplink_monitor.h"
 #include "orvamesh/monitor/uplink_state.h"
 #include "orvamesh/node/led_blinking_setting.h"

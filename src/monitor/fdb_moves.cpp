@@ -9,7 +9,10 @@ std::optional<FdbMove> FdbMoves::Learned(const Mac& mac, uint32_t port, Clock::t
     return std::nullopt;
   }
   Seen& seen = at->second;
-  if (seen.port == port) return std::nullopt;
+  if (seen.port == port) {
+    seen.present = true;
+    return std::nullopt;
+  }
   // Two moves within the window, or a move right after it was learned: it is going round.
   const bool quick = now - seen.since <= loopWindow_ || (seen.lastMove && now - *seen.lastMove <= loopWindow_);
   const FdbMove move{mac, seen.port, port, quick};
@@ -19,18 +22,23 @@ std::optional<FdbMove> FdbMoves::Learned(const Mac& mac, uint32_t port, Clock::t
 
 void FdbMoves::Forgotten(const Mac& mac, uint32_t port) {
   const auto at = seen_.find(mac);
-  if (at != seen_.end() && at->second.port == port) seen_.erase(at);
+  if (at != seen_.end() && at->second.port == port) at->second.present = false;
+  if (seen_.size() > kRemembered) {
+    for (auto it = seen_.begin(); it != seen_.end();) it = it->second.present ? std::next(it) : seen_.erase(it);
+  }
 }
 
 void FdbMoves::PortLeft(uint32_t port) {
-  for (auto it = seen_.begin(); it != seen_.end();) {
-    it = it->second.port == port ? seen_.erase(it) : std::next(it);
+  for (auto& [mac, seen] : seen_) {
+    if (seen.port == port) seen.present = false;
   }
 }
 
 std::map<Mac, uint32_t> FdbMoves::Entries() const {
   std::map<Mac, uint32_t> out;
-  for (const auto& [mac, seen] : seen_) out[mac] = seen.port;
+  for (const auto& [mac, seen] : seen_) {
+    if (seen.present) out[mac] = seen.port;
+  }
   return out;
 }
 

@@ -26,7 +26,9 @@ class FdbMoves {
   // An entry learned (or refreshed) on a port; the move, when it came from another one.
   std::optional<FdbMove> Learned(const Mac& mac, uint32_t port, Clock::time_point now);
   void Forgotten(const Mac& mac, uint32_t port);
-  // Entries of a port that left the bridge are gone with it.
+  // Entries of a port that left the bridge are gone with it. A forgotten entry is still
+  // remembered as where the MAC was last seen: a device unplugged from one port (which flushes
+  // its entries) and plugged into another has moved.
   void PortLeft(uint32_t port);
   std::map<Mac, uint32_t> Entries() const;
 
@@ -35,7 +37,10 @@ class FdbMoves {
     uint32_t port;
     Clock::time_point since;
     std::optional<Clock::time_point> lastMove;
+    bool present = true;
   };
+  // Forgotten MACs are remembered up to this many, so a busy segment cannot grow the table.
+  static constexpr size_t kRemembered = 4096;
   std::chrono::milliseconds loopWindow_;
   std::map<Mac, Seen> seen_;
 };

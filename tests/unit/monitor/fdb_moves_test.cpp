@@ -48,6 +48,11 @@ TEST(FdbMoves, ForgetsEntriesWithTheirPort) {
   EXPECT_EQ(moves.Entries(), (std::map<Mac, uint32_t>{{Mac("02:00:00:00:00:01"), 1}}));
   moves.Forgotten(Mac("02:00:00:00:00:01"), 1);
   EXPECT_TRUE(moves.Entries().empty());
+  // Unplugged (flushed) and plugged in elsewhere: still a move.
+  const auto move = moves.Learned(Mac("02:00:00:00:00:01"), 3, now + std::chrono::seconds(10));
+  ASSERT_TRUE(move);
+  EXPECT_EQ(move->fromPort, 1u);
+  EXPECT_FALSE(move->possibleLoop);
 }
 
 }  // namespace
