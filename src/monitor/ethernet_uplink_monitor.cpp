@@ -67,9 +67,11 @@ class EthernetUplinkMonitor::Impl {
     }
   }
 
-  bool WaitInterval() {
+  // Pings keep their cadence whatever a ping took, so N misses take N intervals, not N
+  // intervals plus N time-outs.
+  bool WaitUntil(std::chrono::steady_clock::time_point next) {
     std::unique_lock<std::mutex> lock(mutex_);
-    return !wake_.wait_for(lock, options_.interval, [this] { return stop_; });
+    return !wake_.wait_until(lock, next, [this] { return stop_; });
   }
 
   bool PingOnce(std::optional<Ping6Session>& session) {
@@ -88,7 +90,12 @@ class EthernetUplinkMonitor::Impl {
 
   void PingLoop() {
     std::optional<Ping6Session> session;
-    while (WaitInterval()) {
+    auto next = std::chrono::steady_clock::now();
+    for (;;) {
+      next += options_.interval;
+      const auto now = std::chrono::steady_clock::now();
+      if (next < now) next = now;  // a stalled ping: start a fresh cadence, do not catch up
+      if (!WaitUntil(next)) return;
       if (State() == UPLINK_STATE::DOWN) continue;
       const bool answered = PingOnce(session);
       Apply([&] { return answered ? machine_.PingAnswered() : machine_.PingMissed(); });
