@@ -83,6 +83,7 @@
 #include "orvamesh/utils/deadline.h"
 #include "orvamesh/utils/compound_response.h"
 #include "orvamesh/utils/epoll_wrapper.h"
+#include "orvamesh/utils/hex_dump.h"
 #include "orvamesh/base/exception.h"
 #include "orvamesh/utils/interface.h"
 #include "orvamesh/utils/led_helper.h"

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
+#include <atomic>
 #include <mutex>
 #include <vector>
 
@@ -19,7 +20,16 @@ Sink& CurrentSink() {
   return sink;
 }
 
+std::atomic<int> gMaxPriority{LOG_INFO};
+
+// Set while this thread is inside the sink: a sink that logs must not wait for itself.
+thread_local bool tInSink = false;
+
 }  // namespace
+
+int SetMaxPriority(int priority) { return gMaxPriority.exchange(priority); }
+
+bool Enabled(int priority) noexcept { return priority <= gMaxPriority.load(std::memory_order_relaxed); }
 
 Sink SetSink(Sink sink) {
   std::lock_guard<std::mutex> lock(SinkMutex());
@@ -29,6 +39,7 @@ Sink SetSink(Sink sink) {
 }
 
 void Write(int priority, std::string_view file, int line, const char* format, ...) {
+  if (!Enabled(priority)) return;
   char stack[512];
   int prefix = std::snprintf(stack, sizeof stack, "%.*s:%d ", static_cast<int>(file.size()), file.data(), line);
   if (prefix < 0) return;
@@ -52,10 +63,21 @@ void Write(int priority, std::string_view file, int line, const char* format, ..
   va_end(again);
 
   // The sink is called under the lock so that lines from different threads never interleave
-  // inside a collecting sink, and a sink being replaced is never called afterwards.
+  // inside a collecting sink, and a sink being replaced is never called afterwards. A line the
+  // sink itself logs goes straight to syslog instead of waiting for the lock its thread holds.
+  if (tInSink) {
+    ::syslog(priority, "%s", text.c_str());
+    return;
+  }
   std::lock_guard<std::mutex> lock(SinkMutex());
   if (CurrentSink()) {
-    CurrentSink()(priority, text);
+    tInSink = true;
+    try {
+      CurrentSink()(priority, text);
+    } catch (...) {
+      // A sink that throws loses its line; the caller's work goes on.
+    }
+    tInSink = false;
   } else {
     ::syslog(priority, "%s", text.c_str());
   }

@@ -19,6 +19,7 @@
 #include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/base/exception.h"
 #include "orvamesh/base/log.h"
+#include "orvamesh/utils/hex_dump.h"
 #include "scan_wired/wired_scan_packet.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
@@ -417,6 +418,9 @@ std::vector<unsigned char> WiredScanResponseReceiver::ReceivePacket(sockaddr_sto
                                              std::to_string(kReceiveBufferSize) + "]");
   }
   buffer.resize(static_cast<size_t>(length));
+  if (Log::Enabled(LOG_DEBUG)) {
+    ORVA_LOG_DEBUG("Received %zu bytes:\n%s", buffer.size(), HexDump(buffer.data(), buffer.size()).c_str());
+  }
   return buffer;
 }
 

@@ -3,13 +3,18 @@
 namespace orva::test {
 
 LogCapture::LogCapture() {
+  // A test sees every line, debug included.
+  previousMax_ = ORVA::MESH::SDK::Log::SetMaxPriority(LOG_DEBUG);
   previous_ = ORVA::MESH::SDK::Log::SetSink([this](int priority, const std::string& line) {
     std::lock_guard<std::mutex> lock(mutex_);
     lines_.push_back({priority, line});
   });
 }
 
-LogCapture::~LogCapture() { ORVA::MESH::SDK::Log::SetSink(std::move(previous_)); }
+LogCapture::~LogCapture() {
+  ORVA::MESH::SDK::Log::SetSink(std::move(previous_));
+  ORVA::MESH::SDK::Log::SetMaxPriority(previousMax_);
+}
 
 std::vector<LogLine> LogCapture::Lines() const {
   std::lock_guard<std::mutex> lock(mutex_);

@@ -32,6 +32,7 @@ class LogCapture {
   mutable std::mutex mutex_;
   std::vector<LogLine> lines_;
   ORVA::MESH::SDK::Log::Sink previous_;
+  int previousMax_ = LOG_INFO;
 };
 
 }  // namespace orva::test

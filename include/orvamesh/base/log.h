@@ -20,6 +20,13 @@ using Sink = std::function<void(int priority, const std::string& line)>;
 // Installs a sink and returns the previous one. An empty sink restores syslog(3).
 ORVA_EXPORT Sink SetSink(Sink sink);
 
+// Lines of a priority above this one (LOG_DEBUG above LOG_INFO, as syslog counts) are not
+// even formatted. LOG_INFO unless a program asks for more; returns the previous value.
+ORVA_EXPORT int SetMaxPriority(int priority);
+// Whether a line of this priority would be written; guards work done only for a log line
+// (packet dumps).
+ORVA_EXPORT bool Enabled(int priority) noexcept;
+
 // Writes "<file>:<line> " followed by the printf-formatted text.
 ORVA_EXPORT void Write(int priority, std::string_view file, int line, const char* format, ...)
     __attribute__((format(printf, 4, 5)));

@@ -115,6 +115,8 @@ TEST_F(ListenerOnTheWire, DropsMalformedDatagramsAndKeepsListening) {
   for (size_t i = 0; i < cases.size(); ++i) {
     EXPECT_NE(dropped[i].text.find(cases[i].reason), std::string::npos) << dropped[i].text;
   }
+  // At debug level every datagram is dumped as hexdump -C shows it.
+  EXPECT_TRUE(log_.Contains("Received 3 bytes:\n00000000  ab cd ef"));
 }
 
 TEST_F(ListenerOnTheWire, CallsEveryCallbackEvenWhenEarlierOnesThrow) {

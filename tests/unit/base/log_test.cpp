@@ -63,3 +63,37 @@ TEST(Log, UnhandledInDestructorNamesTheException) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Log, LinesAboveTheMaximumPriorityAreNotEvenFormatted) {
+  namespace Log = ORVA::MESH::SDK::Log;
+  LogCapture capture;
+  const int previous = Log::SetMaxPriority(LOG_INFO);
+  int formatted = 0;
+  auto counted = [&] { return ++formatted; };
+  ORVA_LOG_DEBUG("hidden %d", counted());
+  ORVA_LOG_INFO("shown %d", counted());
+  EXPECT_EQ(formatted, 2) << "arguments are evaluated as in any call";
+  EXPECT_FALSE(Log::Enabled(LOG_DEBUG));
+  EXPECT_TRUE(Log::Enabled(LOG_ERR));
+  EXPECT_EQ(capture.Texts().size(), 1u);
+  Log::SetMaxPriority(previous);
+}
+
+// A sink that logs (a forwarder that reports its own failures) must not wait for itself.
+TEST(Log, ASinkThatLogsDoesNotDeadlock) {
+  namespace Log = ORVA::MESH::SDK::Log;
+  LogCapture capture;
+  int calls = 0;
+  Log::Sink previous = Log::SetSink([&](int, const std::string&) {
+    ++calls;
+    ORVA_LOG_ERR("the sink's own complaint");
+  });
+  ORVA_LOG_ERR("first");
+  ORVA_LOG_ERR("second");
+  Log::SetSink(std::move(previous));
+  EXPECT_EQ(calls, 2);
+}
+
+}  // namespace
