@@ -82,6 +82,7 @@
 #include "orvamesh/utils/aes_gcm.h"
 #include "orvamesh/utils/compound_request.h"
 #include "orvamesh/utils/deadline.h"
+#include "orvamesh/utils/delayed_call.h"
 #include "orvamesh/utils/compound_response.h"
 #include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/utils/hex_dump.h"
