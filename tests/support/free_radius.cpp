@@ -217,7 +217,9 @@ std::vector<std::string> FreeRadiusServer::DaemonCommand() const { return {kServ
 
 void FreeRadiusServer::Start() {
   ::unlink(LogFile().c_str());
-  child_ = orva::platform::SpawnProgram({kServer, "-f", "-P", "-d", confDir_});
+  std::vector<std::string> argv = launcher_;
+  argv.insert(argv.end(), {kServer, "-f", "-P", "-d", confDir_});
+  child_ = orva::platform::SpawnProgram(argv);
   const bool ready = WaitUntil([&] {
     return Log().find("Ready to process requests") != std::string::npos || !orva::platform::ProcAlive(child_);
   }, std::chrono::seconds(20));

@@ -56,6 +56,8 @@ class FreeRadiusServer {
   // The command line of a daemonised run (what a job manager would run).
   std::vector<std::string> DaemonCommand() const;
 
+  // Starts it through a launcher ("ip netns exec <name>"), which must exec the server.
+  void RunThrough(std::vector<std::string> launcher) { launcher_ = std::move(launcher); }
   // Runs it in the foreground as a child of the test; returns once it is ready to process
   // requests. Throws std::runtime_error with the log when it does not start.
   void Start();
@@ -66,6 +68,7 @@ class FreeRadiusServer {
  private:
   std::string confDir_;
   std::string runDir_;
+  std::vector<std::string> launcher_;
   pid_t child_ = -1;
 };
 

@@ -19,15 +19,13 @@
 // FromJson throws InvalidArgumentException naming the key and its place ("home_servers[1].port")
 // when a value has the wrong JSON type or an enumeration word is unknown; whether the values
 // make sense together is the validator's business (radius/config_validator.h).
+#include <json/value.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "orvamesh/export.h"
-
-namespace Json {
-class Value;
-}
 
 namespace ORVA::MESH::SDK::Radius {
 
