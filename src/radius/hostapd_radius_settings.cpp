@@ -1,8 +1,12 @@
 #include "orvamesh/radius/hostapd_radius_settings.h"
 
+#include <csignal>
+
 #include "orvamesh/base/exception.h"
 #include "orvamesh/base/log.h"
 #include "orvamesh/driver/hostap_helper.h"
+#include "platform/config_file.h"
+#include "platform/pid_file.h"
 #include "radius/address_prefix.h"
 
 namespace ORVA::MESH::SDK::Radius {
@@ -52,28 +56,30 @@ std::vector<std::pair<std::string, std::string>> HostapdRadiusSettings::Keys() c
   return keys;
 }
 
-int HostapdRadiusSettings::ApplyTo(Driver::HostapHelper& vap) const {
-  std::string reply;
+int HostapdRadiusSettings::ApplyTo(Driver::HostapHelper& vap, const std::string& configFile,
+                                   const std::string& pidFile) const {
+  const std::string name = vap.GetVAPName();
   for (const auto& [key, value] : Keys()) {
-    const int rc = vap.SendCommand("set", {key, value}, reply, false);
+    // hostapd reads a value to the end of its line; a line break would start a key of its own.
+    if (value.find_first_of("\r\n") != std::string::npos ||
+        orva::platform::FileSetKeyValue(configFile, key, value, orva::platform::ValueQuoting::kPlain) != 0) {
+      ORVA_LOG_ERR("Failed to write [%s] for VAP [%s] into [%s]", key.c_str(), name.c_str(), configFile.c_str());
+      return kFileFailed;
+    }
+  }
+  if (orva::platform::ProcSignalByPidFile(pidFile, SIGHUP) != 0) {
+    ORVA_LOG_ERR("Failed to signal hostapd through [%s] for VAP [%s]", pidFile.c_str(), name.c_str());
+    return kSignalFailed;
+  }
+  std::string reply;
+  for (const char* step : {"disable", "enable"}) {
+    const int rc = vap.SendCommand(step, {}, reply, false);
     if (rc != 0) {
-      ORVA_LOG_ERR("Failed to set [%s] on VAP [%s], result=%d", key.c_str(), vap.GetVAPName().c_str(), rc);
+      ORVA_LOG_ERR("Failed to %s VAP [%s], result=%d", step, name.c_str(), rc);
       return rc;
     }
   }
-  const int rc = vap.SendCommand("reload", {}, reply, false);
-  if (rc != 0) ORVA_LOG_ERR("Failed to reload VAP [%s], result=%d", vap.GetVAPName().c_str(), rc);
-  return rc;
-}
-
-int HostapdRadiusSettings::ApplyTo(const std::vector<std::string>& vapNames) const {
-  int first = 0;
-  for (const std::string& name : vapNames) {
-    Driver::HostapHelper vap(name);
-    const int rc = ApplyTo(vap);
-    if (first == 0) first = rc;
-  }
-  return first;
+  return 0;
 }
 
 bool HostapdRadiusSettings::operator==(const HostapdRadiusSettings& o) const {

@@ -2,11 +2,13 @@
 // The RADIUS client settings of an enterprise (802.1X) VAP: every access point of the mesh asks
 // the CAP's proxy, with the secret of the client entry that admits the access point's address.
 //
-// They reach a running hostapd through its command-line client (driver/hostap_helper.h):
-// "set" for each of auth_server_addr, auth_server_port, auth_server_shared_secret (and the
-// acct_server_ trio when accounting is on), then "reload" so the VAP's RADIUS client switches
-// to the new server. hostapd keeps servers set earlier as fall-backs behind the new one until
-// it re-reads its own configuration file.
+// They go into the VAP's hostapd configuration file: auth_server_addr, auth_server_port,
+// auth_server_shared_secret (and the acct_server_ trio when accounting is on), each replacing
+// the first line of its key (further servers listed after it stay as fall-backs), the rest of
+// the file untouched and the file rewritten atomically. hostapd then re-reads its files on
+// SIGHUP through its pid file, and the VAP is taken down and up with the command-line client
+// (driver/hostap_helper.h): hostapd builds a VAP's RADIUS client only when the VAP comes up,
+// and its own "set" and "reload" commands leave a running client on its old server.
 #include <string>
 #include <vector>
 
@@ -35,11 +37,13 @@ struct ORVA_EXPORT HostapdRadiusSettings {
   // port and secret fill it).
   std::vector<std::pair<std::string, std::string>> Keys() const;
 
-  // Sets the keys on the VAP and reloads it: 0, or the helper's code of the first failure
-  // (HostapHelper::kNotReady, kCommandFailed, ...). The log names the VAP and key, never the secret.
-  int ApplyTo(Driver::HostapHelper& vap) const;
-  // The same for each named VAP; every VAP is tried, the first failure's code is returned.
-  int ApplyTo(const std::vector<std::string>& vapNames) const;
+  static constexpr int kFileFailed = -1;    // the configuration file could not be written
+  static constexpr int kSignalFailed = -2;  // no hostapd behind the pid file
+
+  // Writes the keys into `configFile`, has the hostapd of `pidFile` re-read it and restarts the
+  // VAP: 0, kFileFailed, kSignalFailed, or the helper's code (HostapHelper::kNotReady,
+  // kCommandFailed, ...). Paths are used as given. The log names the VAP, never the secret.
+  int ApplyTo(Driver::HostapHelper& vap, const std::string& configFile, const std::string& pidFile) const;
 
   bool operator==(const HostapdRadiusSettings& other) const;
 };
