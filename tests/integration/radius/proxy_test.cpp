@@ -176,10 +176,16 @@ TEST_F(RadiusProxy, AChangedConfigurationRestartsTheServerAndAnUnchangedOneOnlyR
   orva::test::LogCapture log;
   RadiusConfig c = config_;
   c.clients[0].secret = "new-ap-secret";
+  c.realms.push_back({"DEFAULT", "corp", true});
+  c.realms.push_back({"NULL", "", true});
   EXPECT_EQ(service_->Apply(c), RadiusService::ACTION::RESTARTED);
   EXPECT_EQ(Jobs(), "start freeradius\nstop freeradius\nstart freeradius\n");
   EXPECT_EQ(client_->Authenticate(port_, "new-ap-secret", "bob@corp", "bob-pw"), "Access-Accept");
   EXPECT_EQ(Ask("bob@corp", "bob-pw"), "");
+  // The new realms took effect with the restart: any other realm goes to the home servers,
+  // a name without one is answered locally.
+  EXPECT_EQ(client_->Authenticate(port_, "new-ap-secret", "bob@elsewhere", "bob-pw"), "Access-Accept");
+  EXPECT_EQ(client_->Authenticate(port_, "new-ap-secret", "carol", "carol-pw"), "Access-Accept");
 
   EXPECT_EQ(service_->Apply(c), RadiusService::ACTION::RELOADED);
   EXPECT_TRUE(orva::test::WaitUntil([&] { return proxy_->Log().find("HUP") != std::string::npos; }));

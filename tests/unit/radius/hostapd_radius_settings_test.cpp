@@ -141,11 +141,4 @@ TEST_F(HostapdRadiusVaps, EachFailureStopsBeforeTheNextStep) {
   ExpectNoSecretLogged("hidden");
 }
 
-TEST_F(HostapdRadiusVaps, AMissingDirectoryIsAFileFailure) {
-  const HostapdRadiusSettings s{"192.168.8.1", 1812, 0, "x"};
-  Driver::HostapHelper vap("ath0");
-  EXPECT_EQ(s.ApplyTo(vap, root_.Join("no/such/dir.conf"), pidFile_), HostapdRadiusSettings::kFileFailed);
-  EXPECT_EQ(gHangups, 0);
-}
-
 }  // namespace

@@ -90,13 +90,4 @@ TEST(RadiusConfigJson, ANonObjectValueIsRefused) {
   EXPECT_NE(text.find("[configuration] must be an object"), std::string::npos) << text;
 }
 
-TEST(RadiusConfigLookup, FindsServersAndPoolsByName) {
-  const RadiusConfig c = Sample();
-  ASSERT_NE(c.FindHomeServer("acct1"), nullptr);
-  EXPECT_EQ(c.FindHomeServer("acct1")->address, "10.0.0.6");
-  EXPECT_EQ(c.FindHomeServer("corp"), nullptr);
-  ASSERT_NE(c.FindPool("corp"), nullptr);
-  EXPECT_EQ(c.FindPool("corp1"), nullptr);
-}
-
 }  // namespace
