@@ -8,9 +8,14 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "orvamesh/base/log.h"
+
+#include <netlink/netlink.h>
+#include <netlink/route/route.h>
+#include <netlink/socket.h>
 
 namespace ORVA::MESH::SDK {
 
@@ -107,6 +112,33 @@ std::optional<orva::net::utils::IPAddress> Address::GetInterfaceIPv6LinkLocal(
   std::vector<in6_addr> found;
   if (!DumpLinkLocal(index, found) || found.empty()) return std::nullopt;
   return orva::net::utils::IPAddress(found.front());
+}
+
+std::optional<orva::net::utils::IPAddress> Address::GetIPv6DefaultGateway(const std::string& interfaceName) {
+  const int index = static_cast<int>(::if_nametoindex(interfaceName.c_str()));
+  if (index == 0) return std::nullopt;
+  std::unique_ptr<nl_sock, decltype(&nl_socket_free)> socket(nl_socket_alloc(), &nl_socket_free);
+  nl_cache* cache = nullptr;
+  if (!socket || nl_connect(socket.get(), NETLINK_ROUTE) < 0 ||
+      rtnl_route_alloc_cache(socket.get(), AF_INET6, 0, &cache) < 0) {
+    ORVA_LOG_ERR("Fail to read the IPv6 routing table");
+    return std::nullopt;
+  }
+  std::unique_ptr<nl_cache, decltype(&nl_cache_free)> routes(cache, &nl_cache_free);
+  for (nl_object* o = nl_cache_get_first(routes.get()); o != nullptr; o = nl_cache_get_next(o)) {
+    auto* route = reinterpret_cast<rtnl_route*>(o);
+    nl_addr* dst = rtnl_route_get_dst(route);
+    if (rtnl_route_get_table(route) != RT_TABLE_MAIN || (dst != nullptr && nl_addr_get_prefixlen(dst) != 0)) continue;
+    for (int n = 0; n < rtnl_route_get_nnexthops(route); ++n) {
+      rtnl_nexthop* hop = rtnl_route_nexthop_n(route, n);
+      nl_addr* gateway = rtnl_route_nh_get_gateway(hop);
+      if (rtnl_route_nh_get_ifindex(hop) != index || gateway == nullptr || nl_addr_get_len(gateway) != sizeof(in6_addr)) continue;
+      in6_addr address;
+      std::memcpy(&address, nl_addr_get_binary_addr(gateway), sizeof address);
+      return orva::net::utils::IPAddress(address);
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace ORVA::MESH::SDK

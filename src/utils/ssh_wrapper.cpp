@@ -1,5 +1,7 @@
 #include "orvamesh/utils/ssh_wrapper.h"
 
+#include "orvamesh/utils/deadline.h"
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <netinet/tcp.h>
@@ -202,12 +204,11 @@ void SSHWrapper::CreateSocket() {
   if (rc != 0) {
     // Wait for the connection with one deadline, however often a signal interrupts the wait.
     // poll rather than select: a descriptor above FD_SETSIZE would overrun an fd_set.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kConnectTimeoutMs);
+    const Deadline deadline{std::chrono::milliseconds(kConnectTimeoutMs)};
     int ready;
     for (;;) {
-      auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
       pollfd entry{socket_, POLLOUT, 0};
-      ready = Ssh().poll(&entry, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
+      ready = Ssh().poll(&entry, 1, deadline.PollTimeoutMs());
       if (ready < 0 && errno == EINTR) continue;
       break;
     }

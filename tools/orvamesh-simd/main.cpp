@@ -274,7 +274,7 @@ void ConnectHandlers(OrvaMesh* skeleton) {
 
 // --- start-up -----------------------------------------------------------------------------
 
-std::unique_ptr<SimMesh> LoadMesh(const std::string& path) {
+std::unique_ptr<SimMesh> LoadMesh(const std::string& path, std::chrono::milliseconds step) {
   std::ifstream in(path);
   if (!in) throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
   Json::Value root;
@@ -284,7 +284,7 @@ std::unique_ptr<SimMesh> LoadMesh(const std::string& path) {
     throw std::runtime_error(path + " is not valid JSON: " + errors);
   }
   try {
-    return std::make_unique<SimMesh>(root);
+    return std::make_unique<SimMesh>(root, step);
   } catch (const std::exception& e) {
     throw std::runtime_error(path + ": " + e.what());
   }
@@ -368,7 +368,7 @@ int main(int argc, char** argv) {
   g_daemon = &daemon;
   daemon.tickMs = static_cast<guint>(tickMs);
   try {
-    daemon.mesh = LoadMesh(meshFile);
+    daemon.mesh = LoadMesh(meshFile, std::chrono::milliseconds(tickMs));
   } catch (const std::exception& e) {
     std::fprintf(stderr, "orvamesh-simd: %s\n", e.what());
     return 2;

@@ -1,5 +1,7 @@
 #include "sim_mesh.h"
 
+#include "orvamesh/scan/topology_builder.h"
+
 #include <json/reader.h>
 
 #include <algorithm>
@@ -83,7 +85,7 @@ Mac Derived(const Mac& device, const std::map<std::string, std::string>& mapping
 
 }  // namespace
 
-SimMesh::SimMesh(const Json::Value& root) {
+SimMesh::SimMesh(const Json::Value& root, std::chrono::milliseconds updateStep) : updateStep_(updateStep) {
   if (!root.isObject()) throw Invalid("mesh file", "the top level is not a JSON object");
   meshId_ = ReadString(root, "meshId", "orvamesh-sim");
   availableVersion_ = ReadString(root, "availableVersion", "");
@@ -219,26 +221,9 @@ void SimMesh::Tick() {
     case Work::kRemoval:
       if (ticks_ >= kRemovalTicks) FinishRemoval();
       return;
-    case Work::kUpdate: {
-      update_.percent = static_cast<uint8_t>(std::min(100, ticks_ * 100 / kUpdateTicks));
-      update_.stage = update_.percent < 10   ? UPDATE_STAGE::CHECKING
-                      : update_.percent < 50 ? UPDATE_STAGE::DOWNLOADING
-                      : update_.percent < 80 ? UPDATE_STAGE::UPGRADING
-                      : update_.percent < 100 ? UPDATE_STAGE::REBOOTING
-                                              : UPDATE_STAGE::DONE;
-      // Nodes with higher ids lag a little behind, as the update reaches them one by one.
-      int lag = 0;
-      for (auto& entry : update_.nodePercent) {
-        entry.second = static_cast<uint8_t>(update_.stage == UPDATE_STAGE::DONE ? 100 : std::max(0, update_.percent - lag));
-        lag += 2;
-      }
-      if (update_.stage == UPDATE_STAGE::DONE) {
-        for (auto& node : nodes_) node.info.firmwareVersion = update_.targetVersion;
-        work_ = Work::kNone;
-        changed_ = true;
-      }
+    case Work::kUpdate:
+      TickUpdate();
       return;
-    }
     case Work::kTopologyScan:
       if (ticks_ >= kTopologyScanTicks) FinishTopologyScan();
       return;
@@ -421,14 +406,10 @@ Client::NetworkInfoMap SimMesh::GetDataNetworkInfo() const {
   return out;
 }
 
+// The map a daemon carries: the library's topology tree of the nodes' uplinks.
 Client::MeshTopologyMap SimMesh::GetDataMeshTopology() const {
-  Client::MeshTopologyMap out;
-  for (const auto& node : nodes_) {
-    const SimNode* uplink = Find(node.info.uplink);
-    if (uplink == nullptr) continue;
-    out[Client::BackhaulTypeToString(node.info.backhaul)][node.info.mac] = uplink->info.mac;
-  }
-  return out;
+  return ORVA::MESH::SDK::Scan::TopologyBuilder::Build(ORVA::MESH::SDK::Scan::ScanResult::FromNodeInfos(GetNodeInfos()))
+      .ToMeshTopologyMap();
 }
 
 Client::NodeIdList SimMesh::GetNodeIds() const {
@@ -553,6 +534,35 @@ ERROR_CODE SimMesh::StartSystemUpdate() {
   ticks_ = 0;
   changed_ = true;
   return ERROR_CODE::NONE;
+}
+
+// The image is "checked" and "downloaded" over the first ticks; then the library's group update
+// writes the nodes, leaves first, and the mesh's percent follows theirs.
+void SimMesh::TickUpdate() {
+  constexpr int kDownloadTicks = kUpdateTicks / 2;
+  if (!upgrade_) {
+    update_.percent = static_cast<uint8_t>(std::min(40, ticks_ * 40 / kDownloadTicks));
+    update_.stage = ticks_ < 2 ? UPDATE_STAGE::CHECKING : UPDATE_STAGE::DOWNLOADING;
+    if (ticks_ < kDownloadTicks) return;
+    std::vector<SimUpgrade::Node> nodes;
+    for (const auto& node : nodes_) nodes.push_back({node.info.id, Find(node.info.uplink) ? node.info.uplink : 0});
+    upgrade_ = std::make_unique<SimUpgrade>(nodes, update_.targetVersion, updateStep_);
+    update_.stage = UPDATE_STAGE::UPGRADING;
+    return;
+  }
+  update_.nodePercent = upgrade_->NodePercent();
+  unsigned sum = 0;
+  for (const auto& entry : update_.nodePercent) sum += entry.second;
+  update_.percent = static_cast<uint8_t>(40 + 60 * sum / (100 * std::max<size_t>(1, update_.nodePercent.size())));
+  if (!upgrade_->Finished()) return;
+  upgrade_.reset();
+  update_.stage = UPDATE_STAGE::DONE;
+  update_.percent = 100;
+  for (auto& node : nodes_) {
+    if (update_.nodePercent[node.info.id] == 100) node.info.firmwareVersion = update_.targetVersion;
+  }
+  work_ = Work::kNone;
+  changed_ = true;
 }
 
 Client::SystemUpdateProgress SimMesh::GetSystemUpdateProgress(bool perNode) const {

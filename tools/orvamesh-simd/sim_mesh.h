@@ -10,12 +10,15 @@
 // out (an invalid LED setting, a topology loop, removing the controller) SERVER_INTERNAL_ERROR.
 #include <json/value.h>
 
+#include <chrono>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "orvamesh/client/mesh_records.h"
 #include "orvamesh/node/led_config.h"
+#include "sim_upgrade.h"
 
 namespace orvasim {
 
@@ -43,8 +46,9 @@ class SimMesh {
   static constexpr int kUpdateTicks = 20;
   static constexpr int kTopologyScanTicks = 4;
 
-  // Throws std::runtime_error naming what is wrong with the mesh file's content.
-  explicit SimMesh(const Json::Value& root);
+  // Throws std::runtime_error naming what is wrong with the mesh file's content. A node's
+  // simulated firmware writer takes one `updateStep` per fifth of its update.
+  explicit SimMesh(const Json::Value& root, std::chrono::milliseconds updateStep = std::chrono::milliseconds(200));
 
   // Advances the running operation by one step.
   void Tick();
@@ -111,6 +115,7 @@ class SimMesh {
   void FinishSetup();
   void FinishRemoval();
   void FinishTopologyScan();
+  void TickUpdate();
 
   std::vector<SimNode> nodes_;
   std::vector<Client::ScanCandidate> neighbours_;  // nodes within reach, found by a scan
@@ -127,6 +132,8 @@ class SimMesh {
   Client::SetupNodeProgress setup_;
   Client::NodeIdList removing_;
   Client::SystemUpdateProgress update_;
+  std::chrono::milliseconds updateStep_;
+  std::unique_ptr<SimUpgrade> upgrade_;  // the nodes' part of a running system update
   Client::CustomTopologyScanResultMap topologyScan_;
   bool topologyChanging_ = false;
 };

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -18,6 +19,7 @@
 #include "cli.h"
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/client/mesh_client.h"
+#include "orvamesh/scan/topology_builder.h"
 #include "orvamesh/utils/led_mode.h"
 
 namespace orvacli {
@@ -25,6 +27,8 @@ namespace {
 
 using ORVA::MESH::SDK::LED_MODE;
 using ORVA::MESH::SDK::LedConfig;
+using ORVA::MESH::SDK::Mac;
+namespace Scan = ORVA::MESH::SDK::Scan;
 using Client::ERROR_CODE;
 using Client::MeshClient;
 
@@ -220,22 +224,37 @@ std::string DotText(const std::string& text) {
   return out;
 }
 
-void PrintDot(const Client::NodeInfoMap& nodes) {
+// The library's topology builder turns the daemon's uplinks into the tree, so a loop or a
+// duplicate MAC in the daemon's answer shows up as unreachable nodes or a clear error.
+Scan::Topology BuildTopology(const Client::NodeInfoMap& nodes) {
+  return Scan::TopologyBuilder::Build(Scan::ScanResult::FromNodeInfos(nodes));
+}
+
+std::map<Mac, const Client::NodeInfo*> ByMac(const Client::NodeInfoMap& nodes) {
+  std::map<Mac, const Client::NodeInfo*> out;
+  for (const auto& [id, node] : nodes) out[node.mac] = &node;
+  return out;
+}
+
+void PrintDot(const Client::NodeInfoMap& nodes, const Scan::Topology& topology) {
   std::cout << "digraph mesh {\n  node [shape=box, style=rounded];\n";
   for (const auto& [id, node] : nodes) {
     std::cout << "  n" << id << " [label=\"" << DotText(node.name) << "\\n" << Client::NodeRoleToString(node.role)
               << " " << id << ", " << DotText(node.modelUnique) << "\""
               << (node.online ? "" : ", style=\"rounded,dashed\"") << "];\n";
   }
-  for (const auto& [id, node] : nodes) {
-    if (node.uplink == 0 || nodes.count(node.uplink) == 0) continue;
-    std::cout << "  n" << node.uplink << " -> n" << id << " [label=\"" << Client::BackhaulTypeToString(node.backhaul)
-              << " " << node.backhaulQuality << "\"];\n";
+  const auto byMac = ByMac(nodes);
+  for (const auto& [mac, place] : topology.GetNodes()) {
+    if (mac == topology.GetRoot()) continue;
+    const Client::NodeInfo& child = *byMac.at(mac);
+    std::cout << "  n" << byMac.at(place.parent)->id << " -> n" << child.id << " [label=\""
+              << Client::BackhaulTypeToString(child.backhaul) << " " << child.backhaulQuality << "\"];\n";
   }
   std::cout << "}" << std::endl;
 }
 
-Json::Value Subtree(const Client::NodeInfoMap& nodes, const Client::NodeInfo& node, size_t depth) {
+Json::Value Subtree(const std::map<Mac, const Client::NodeInfo*>& byMac, const Scan::Topology& topology, const Mac& mac) {
+  const Client::NodeInfo& node = *byMac.at(mac);
   Json::Value out(Json::objectValue);
   out["id"] = node.id;
   out["name"] = node.name;
@@ -243,9 +262,8 @@ Json::Value Subtree(const Client::NodeInfoMap& nodes, const Client::NodeInfo& no
   out["backhaul"] = Client::BackhaulTypeToString(node.backhaul);
   out["online"] = node.online;
   out["children"] = Json::Value(Json::arrayValue);
-  if (depth > nodes.size()) return out;  // a loop in the daemon's answer
-  for (const auto& [id, child] : nodes) {
-    if (child.uplink == node.id && id != node.id) out["children"].append(Subtree(nodes, child, depth + 1));
+  for (const auto& [child, place] : topology.GetNodes()) {
+    if (!(child == topology.GetRoot()) && place.parent == mac) out["children"].append(Subtree(byMac, topology, child));
   }
   return out;
 }
@@ -254,14 +272,16 @@ int Topology(Context& ctx) {
   NeedPositional(ctx, 0, 0);
   auto [code, nodes] = Call(ctx, [](MeshClient& m) { return m.GetNodeInfos(); });
   if (code != ERROR_CODE::NONE) return Refused(ctx, code);
+  const Scan::Topology topology = BuildTopology(nodes);
   if (ctx.args.Flag("dot")) {
-    PrintDot(nodes);
+    PrintDot(nodes, topology);
     return kExitOk;
   }
+  // The controller's tree first, then each node that no uplink reaches as a tree of its own.
+  const auto byMac = ByMac(nodes);
   Json::Value roots(Json::arrayValue);
-  for (const auto& [id, node] : nodes) {
-    if (node.uplink == 0 || nodes.count(node.uplink) == 0) roots.append(Subtree(nodes, node, 0));
-  }
+  roots.append(Subtree(byMac, topology, topology.GetRoot()));
+  for (const auto& mac : topology.GetUnreachable()) roots.append(Subtree(byMac, topology, mac));
   Print(ctx, roots);
   return kExitOk;
 }

@@ -17,6 +17,9 @@ class ORVA_EXPORT Address {
   // cannot be bound yet and do not count.
   static std::optional<orva::net::utils::IPAddress> GetInterfaceIPv6LinkLocal(
       const std::string& interfaceName);
+  // The gateway of the main table's IPv6 default route through the interface (the router
+  // that announced itself there), or none when there is no such route.
+  static std::optional<orva::net::utils::IPAddress> GetIPv6DefaultGateway(const std::string& interfaceName);
 };
 
 }  // namespace ORVA::MESH::SDK

@@ -1,0 +1,160 @@
+#include <gtest/gtest.h>
+#include <dirent.h>
+#include <net/if.h>
+
+#include <algorithm>
+#include <mutex>
+#include <sstream>
+
+#include "orvamesh/driver/netlink_receiver.h"
+#include "platform/process_runner.h"
+#include "support/netns.h"
+#include "support/wait_until.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using namespace ORVA::MESH::SDK::Driver;
+using orva::test::NetNs;
+using orva::test::WaitUntil;
+
+// Every event as one line of text, for tests to wait on.
+class Journal {
+ public:
+  void Add(const std::string& line) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    lines_.push_back(line);
+  }
+  bool Has(const std::string& line) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
+  }
+  size_t Count(const std::string& prefix) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return static_cast<size_t>(std::count_if(lines_.begin(), lines_.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; }));
+  }
+  void Clear() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    lines_.clear();
+  }
+  std::string All() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    std::string out;
+    for (const auto& l : lines_) out += l + "\n";
+    return out;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
+class NetlinkTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ORVA_REQUIRE_NETNS();
+    ns_ = std::make_unique<NetNs>("nlr");
+    peer_ = std::make_unique<NetNs>("nlp");
+    orva::test::AddVeth(ns_.get(), "v0", peer_.get(), "w0");
+    ns_->MustExec({"ip", "link", "add", "br0", "type", "bridge"});
+    ns_->MustExec({"ip", "link", "set", "br0", "up"});
+  }
+  void TearDown() override {
+    if (receiver_) ns_->RunIn([&] { receiver_.reset(); });
+  }
+
+  int Index(const std::string& name) const {
+    int index = 0;
+    ns_->RunIn([&] { index = static_cast<int>(::if_nametoindex(name.c_str())); });
+    return index;
+  }
+
+  void StartReceiver(unsigned groups) {
+    ns_->RunIn([&] {
+      receiver_ = std::make_unique<NetlinkReceiver>(groups);
+      receiver_->OnLink([this](const LinkEvent& e) {
+        journal_.Add("link " + std::string(NetlinkChangeToString(e.change)) + " " + e.name + " up=" + std::to_string(e.up) +
+                     " carrier=" + std::to_string(e.carrier));
+      });
+      receiver_->OnAddress([this](const AddressEvent& e) {
+        journal_.Add("address " + std::string(NetlinkChangeToString(e.change)) + " " + std::to_string(e.index) + " " +
+                     e.address.ToString() + "/" + std::to_string(e.prefixLength));
+      });
+      receiver_->OnBridgePort([this](const BridgePortEvent& e) {
+        journal_.Add("port " + std::string(NetlinkChangeToString(e.change)) + " " + std::to_string(e.index) + " bridge=" +
+                     std::to_string(e.bridge));
+      });
+      receiver_->OnFdb([this](const FdbEvent& e) {
+        journal_.Add("fdb " + std::string(NetlinkChangeToString(e.change)) + " " + e.mac.ToString() + " port=" +
+                     std::to_string(e.port));
+      });
+      receiver_->Start();
+    });
+  }
+
+  std::unique_ptr<NetNs> ns_, peer_;
+  std::unique_ptr<NetlinkReceiver> receiver_;
+  Journal journal_;
+};
+
+TEST_F(NetlinkTest, AReceiverStartedLateStillReportsTheCurrentState) {
+  ns_->MustExec({"ip", "-6", "addr", "add", "fd00:1::1/64", "dev", "v0", "nodad"});
+  StartReceiver(NetlinkReceiver::kAll);
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link ADDED v0 up=1 carrier=1"); })) << journal_.All();
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Count("link ADDED br0 up=1") == 1; })) << journal_.All();
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("address ADDED " + std::to_string(Index("v0")) + " fd00:1::1/64"); }))
+      << journal_.All();
+  EXPECT_TRUE(receiver_->IsRunning());
+}
+
+TEST_F(NetlinkTest, LinkAndAddressChangesArriveAsTheyHappen) {
+  StartReceiver(NetlinkReceiver::kLinks | NetlinkReceiver::kAddresses);
+  ASSERT_TRUE(WaitUntil([&] { return journal_.Has("link ADDED v0 up=1 carrier=1"); })) << journal_.All();
+  journal_.Clear();
+  ns_->MustExec({"ip", "link", "set", "v0", "down"});
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link CHANGED v0 up=0 carrier=0"); })) << journal_.All();
+  ns_->MustExec({"ip", "link", "set", "v0", "up"});
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link CHANGED v0 up=1 carrier=1"); })) << journal_.All();
+  const std::string v0 = std::to_string(Index("v0"));
+  ns_->MustExec({"ip", "-6", "addr", "add", "fd00:2::7/80", "dev", "v0", "nodad"});
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("address ADDED " + v0 + " fd00:2::7/80"); })) << journal_.All();
+  ns_->MustExec({"ip", "-6", "addr", "del", "fd00:2::7/80", "dev", "v0"});
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("address REMOVED " + v0 + " fd00:2::7/80"); })) << journal_.All();
+  EXPECT_EQ(journal_.Count("link CHANGED br0"), 0u) << "nothing happened to the bridge\n" << journal_.All();
+}
+
+TEST_F(NetlinkTest, BridgePortsJoinAndLeaveAndTheForwardingTableFollowsTraffic) {
+  StartReceiver(NetlinkReceiver::kBridge);
+  const std::string v0 = std::to_string(Index("v0")), br0 = std::to_string(Index("br0"));
+  ns_->MustExec({"ip", "link", "set", "v0", "master", "br0"});
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("port ADDED " + v0 + " bridge=" + br0); })) << journal_.All();
+  const std::string peerMac = peer_->Mac("w0");
+  // Whether anyone answers does not matter: the bridge learns the sender from the request.
+  orva::platform::RunProgram(peer_->Exec({"ping", "-6", "-c", "1", "-W", "1", "ff02::1%w0"}));
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("fdb ADDED " + peerMac + " port=" + v0); })) << journal_.All();
+  ns_->MustExec({"ip", "link", "set", "v0", "nomaster"});
+  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("port REMOVED " + v0 + " bridge=" + br0); })) << journal_.All();
+  EXPECT_EQ(journal_.Count("link "), 0u) << "only the bridge group was asked for";
+}
+
+size_t Entries(const char* directory) {
+  size_t count = 0;
+  if (DIR* dir = ::opendir(directory)) {
+    while (::readdir(dir) != nullptr) ++count;
+    ::closedir(dir);
+  }
+  return count;
+}
+
+TEST(NetlinkReceiver, StartsAndStopsAgainAndAgainLeavingNothingBehind) {
+  const size_t fds = Entries("/proc/self/fd"), threads = Entries("/proc/self/task");
+  for (int i = 0; i < 200; ++i) {
+    NetlinkReceiver receiver(NetlinkReceiver::kAll);
+    receiver.Start();
+    if (i % 2 == 0) receiver.Stop();
+  }
+  EXPECT_EQ(Entries("/proc/self/fd"), fds);
+  EXPECT_EQ(Entries("/proc/self/task"), threads);
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "orvamesh/base/exception.h"
+#include "orvamesh/utils/ping6.h"
+#include "support/netns.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using orva::net::utils::IPAddress;
+using orva::test::NetNs;
+using namespace std::chrono;
+
+// Two namespaces on a veth pair: "here" pings, "peer" answers (or, told so, stays silent).
+class Ping6Test : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ORVA_REQUIRE_NETNS();
+    here_ = std::make_unique<NetNs>("ping");
+    peer_ = std::make_unique<NetNs>("pong");
+    orva::test::AddVeth(here_.get(), "p0", peer_.get(), "q0");
+    peer_->MustExec({"ip", "-6", "addr", "add", "fd00:77::2/64", "dev", "q0", "nodad"});
+    here_->MustExec({"ip", "-6", "addr", "add", "fd00:77::1/64", "dev", "p0", "nodad"});
+    peerLinkLocal_ = IPAddress(peer_->LinkLocal("q0"));
+    here_->LinkLocal("p0");
+  }
+
+  std::optional<microseconds> PingFromHere(const IPAddress& target, milliseconds timeout, const std::string& ifname = "p0") {
+    std::optional<microseconds> rtt;
+    here_->RunIn([&] { rtt = Ping6(target, ifname, timeout); });
+    return rtt;
+  }
+
+  std::unique_ptr<NetNs> here_, peer_;
+  IPAddress peerLinkLocal_;
+};
+
+TEST_F(Ping6Test, ALivePeerAnswersByLinkLocalAndGlobalAddress) {
+  const auto linkLocal = PingFromHere(peerLinkLocal_, seconds(2));
+  ASSERT_TRUE(linkLocal);
+  EXPECT_LT(*linkLocal, milliseconds(500));
+  EXPECT_TRUE(PingFromHere(IPAddress("fd00:77::2"), seconds(2), ""));
+}
+
+TEST_F(Ping6Test, SilenceAndAbsenceEndAtTheDeadline) {
+  peer_->MustExec({"sysctl", "-q", "-w", "net.ipv6.icmp.echo_ignore_all=1"});
+  struct Case {
+    const char* name;
+    IPAddress target;
+  } cases[] = {{"silent peer", peerLinkLocal_}, {"nobody there", IPAddress("fd00:77::99")}};
+  for (const auto& c : cases) {
+    const auto start = steady_clock::now();
+    EXPECT_FALSE(PingFromHere(c.target, milliseconds(300))) << c.name;
+    const auto took = steady_clock::now() - start;
+    EXPECT_GE(took, milliseconds(290)) << c.name;
+    EXPECT_LT(took, milliseconds(800)) << c.name;
+  }
+}
+
+// Root gets a raw socket where the namespace allows no unprivileged pings, a datagram socket
+// where it does (the range is the namespace's own).
+TEST_F(Ping6Test, ASessionPingsAgainAndAgainOnOneSocketOfEitherKind) {
+  for (const char* range : {"1 0", "0 2147483647"}) {
+    here_->MustExec({"sysctl", "-q", "-w", std::string("net.ipv4.ping_group_range=") + range});
+    here_->RunIn([&] {
+      Ping6Session session("p0");
+      EXPECT_EQ(session.IsUnprivileged(), std::string(range) != "1 0");
+      for (int i = 0; i < 20; ++i) EXPECT_TRUE(session.Ping(peerLinkLocal_, Deadline(seconds(1)))) << range << " " << i;
+    });
+  }
+}
+
+TEST(Ping6, RefusesWhatItCannotPing) {
+  EXPECT_THROW(Ping6Session("no-such-if0"), Exception::InvalidArgumentException);
+  Ping6Session session;
+  EXPECT_THROW(session.Ping(IPAddress("fe80::1"), Deadline(milliseconds(10))), Exception::InvalidArgumentException);
+  EXPECT_THROW(session.Ping(IPAddress("10.0.0.1"), Deadline(milliseconds(10))), Exception::InvalidArgumentException);
+}
+
+}  // namespace
