@@ -43,7 +43,10 @@ std::string WriteTemporary(const std::string& path, const std::string& content, 
   std::string tmp = path + ".XXXXXX";
   const int fd = ::mkstemp(&tmp[0]);
   ORVA_THROW_ERRNO_IF(fd == -1, RuntimeException, "Failed to create a file beside [" + path + "]");
-  const bool ok = ::fchmod(fd, mode) == 0 && WriteAll(fd, content) && ::fsync(fd) == 0;
+  // The server reading these may run under a group of its own: a replaced file keeps its owners.
+  struct stat old{};
+  const bool owned = ::stat(path.c_str(), &old) != 0 || ::fchown(fd, old.st_uid, old.st_gid) == 0;
+  const bool ok = owned && ::fchmod(fd, mode) == 0 && WriteAll(fd, content) && ::fsync(fd) == 0;
   const int savedErrno = errno;
   ::close(fd);
   if (!ok) {

@@ -1,6 +1,7 @@
 // What the renderer writes for FreeRADIUS: the sections and keys the server reads, quoting that
 // keeps every value inside its string, and how the files reach the disk.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -109,6 +110,18 @@ TEST(FreeRadiusFiles, AreWrittenWithMode0640AndNoLeftovers) {
   EXPECT_EQ(names, (std::vector<std::string>{"clients.conf", "proxy.conf", "sites-enabled", "sites-enabled/orvamesh"}));
   EXPECT_EQ(orva::test::TempDir::ReadFile(dir.Join("clients.conf")),
             FileOf(FreeRadiusRenderer::Render(Sample()), "clients.conf"));
+}
+
+TEST(FreeRadiusFiles, AReplacedFileKeepsItsOwnerAndGroup) {
+  if (::geteuid() != 0) GTEST_SKIP() << "giving a file to another group needs root";
+  orva::test::TempDir dir;
+  const std::string clients = dir.WriteFile("clients.conf", "old", 0640);
+  ASSERT_EQ(::chown(clients.c_str(), 0, 4), 0);  // as Debian's freerad group would own it
+  FreeRadiusRenderer::Write(FreeRadiusRenderer::Render(Sample()), dir.Path());
+  struct stat st{};
+  ASSERT_EQ(::stat(clients.c_str(), &st), 0);
+  EXPECT_EQ(st.st_gid, 4u);
+  EXPECT_EQ(st.st_mode & 07777, 0640u);
 }
 
 TEST(FreeRadiusFiles, AFailedWriteKeepsTheOldFilesAndNamesThePath) {
