@@ -67,6 +67,13 @@ int HostapdRadiusSettings::ApplyTo(Driver::HostapHelper& vap, const std::string&
       return kFileFailed;
     }
   }
+  // Without accounting, no accounting server of an earlier setting may stay behind.
+  for (const char* key : {"acct_server_addr", "acct_server_port", "acct_server_shared_secret"}) {
+    if (acctPort == 0 && orva::platform::FileRemoveKey(configFile, key) != 0) {
+      ORVA_LOG_ERR("Failed to remove [%s] for VAP [%s] from [%s]", key, name.c_str(), configFile.c_str());
+      return kFileFailed;
+    }
+  }
   if (orva::platform::ProcSignalByPidFile(pidFile, SIGHUP) != 0) {
     ORVA_LOG_ERR("Failed to signal hostapd through [%s] for VAP [%s]", pidFile.c_str(), name.c_str());
     return kSignalFailed;

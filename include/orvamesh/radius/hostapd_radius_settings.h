@@ -3,7 +3,8 @@
 // the CAP's proxy, with the secret of the client entry that admits the access point's address.
 //
 // They go into the VAP's hostapd configuration file: auth_server_addr, auth_server_port,
-// auth_server_shared_secret (and the acct_server_ trio when accounting is on), each replacing
+// auth_server_shared_secret (and the acct_server_ trio when accounting is on; off, every
+// acct_server_ line goes), each replacing
 // the first line of its key (further servers listed after it stay as fall-backs), the rest of
 // the file untouched and the file rewritten atomically. hostapd then re-reads its files on
 // SIGHUP through its pid file, and the VAP is taken down and up with the command-line client

@@ -107,6 +107,12 @@ TEST_F(HostapdRadiusVaps, TheKeysReplaceThePrimaryServerThenHostapdRereadsAndThe
   EXPECT_EQ(gHangups, 1);
   EXPECT_EQ(Commands(), (Calls{{"-i", "ath0", "disable"}, {"-i", "ath0", "enable"}}));
   ExpectNoSecretLogged("s3cr");
+  // Accounting turned off takes the accounting server out again.
+  const HostapdRadiusSettings noAccounting{"192.168.8.2", 1812, 0, "x"};
+  EXPECT_EQ(noAccounting.ApplyTo(vap, conf_, pidFile_), 0);
+  EXPECT_EQ(orva::test::TempDir::ReadFile(conf_),
+            "interface=ath0\n# the mesh's enterprise VAP\nieee8021x=1\nauth_server_addr=192.168.8.2\n"
+            "auth_server_port=1812\nauth_server_shared_secret=x\nauth_server_addr=10.9.9.10\n");
 }
 
 TEST_F(HostapdRadiusVaps, EachFailureStopsBeforeTheNextStep) {
