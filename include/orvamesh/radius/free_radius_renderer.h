@@ -10,6 +10,8 @@
 // Every value is written in single quotes. FreeRADIUS expands "${...}" inside double quotes
 // only, and inside single quotes takes a backslash literally except before "'", so escaping
 // "'" is all a value needs; the validator refuses the few texts that cannot be spelled this way.
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
