@@ -4,10 +4,19 @@
 // rename it over the old one, fsync the directory.
 #include <string>
 #include <sys/types.h>
+#include <utility>
+#include <vector>
 
 namespace orva::platform {
 
 // 0, or -1 with errno set; the temporary file is gone either way.
 int WriteFileAtomically(const std::string& path, const std::string& content, mode_t mode);
+
+// Writes every (path, content) pair the same way, a replaced file keeping its owner and group.
+// All temporary files are complete before the
+// first rename, so a failure while writing leaves every target as it was. Throws
+// RuntimeException naming the path on failure (the content is never quoted: it may hold
+// secrets).
+void WriteFilesAtomically(const std::vector<std::pair<std::string, std::string>>& files, mode_t mode);
 
 }  // namespace orva::platform

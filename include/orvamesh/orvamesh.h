@@ -105,3 +105,8 @@
 #include "orvamesh/utils/ssh_wrapper.h"
 #include "orvamesh/utils/upload_desc.h"
 #include "orvamesh/utils/utils.h"
+#include "orvamesh/radius/config_validator.h"
+#include "orvamesh/radius/free_radius_renderer.h"
+#include "orvamesh/radius/hostapd_radius_settings.h"
+#include "orvamesh/radius/radius_config.h"
+#include "orvamesh/radius/radius_service.h"
