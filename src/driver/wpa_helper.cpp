@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "driver/client_command.h"
-#include "driver/ioctl_helper.h"
+#include "orvamesh/driver/ioctl_helper.h"
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/base/log.h"
 #include "platform/config_file.h"

@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "driver/ioctl_helper.h"
+#include "orvamesh/driver/ioctl_helper.h"
 #include "orvamesh/driver/hostap_helper.h"
 #include "orvamesh/driver/wpa_helper.h"
 #include "orvamesh/driver/wps_manager.h"

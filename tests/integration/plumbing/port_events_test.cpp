@@ -1,0 +1,86 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <mutex>
+
+#include "orvamesh/base/exception.h"
+#include "orvamesh/driver/ioctl_helper.h"
+#include "orvamesh/driver/port_event_receiver.h"
+#include "support/netns.h"
+#include "support/wait_until.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using namespace ORVA::MESH::SDK::Driver;
+using orva::test::NetNs;
+
+class PortTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ORVA_REQUIRE_NETNS();
+    ns_ = std::make_unique<NetNs>("prt");
+    peer_ = std::make_unique<NetNs>("prp");
+    orva::test::AddVeth(ns_.get(), "e0", peer_.get(), "f0");
+  }
+  std::unique_ptr<NetNs> ns_, peer_;
+};
+
+TEST_F(PortTest, IoctlHelpersAgreeWithIpAndEthtool) {
+  const std::string mac = ns_->Mac("e0");
+  ns_->RunIn([&] {
+    EXPECT_EQ(IOCTLHelper::GetHardwareAddress("e0").ToString(), mac);
+    EXPECT_GT(IOCTLHelper::GetIndex("e0"), 0);
+    EXPECT_TRUE(IOCTLHelper::IsUp("e0"));
+    const EthernetLinkSettings link = IOCTLHelper::GetEthernetLink("e0");
+    EXPECT_TRUE(link.linkDetected);
+    EXPECT_EQ(link.speedMbps, 10000u) << "a veth reports 10 Gbit/s";
+    EXPECT_TRUE(link.fullDuplex);
+    IOCTLHelper::SetUp("e0", false);
+    EXPECT_FALSE(IOCTLHelper::IsUp("e0"));
+  });
+  EXPECT_NE(ns_->MustExec({"ip", "link", "show", "e0"}).find("state DOWN"), std::string::npos);
+  ns_->RunIn([&] {
+    IOCTLHelper::SetUp("e0", true);
+    EXPECT_THROW(IOCTLHelper::GetIndex("nope0"), Exception::RuntimeException);
+    EXPECT_THROW(IOCTLHelper::IsUp("../x"), Exception::InvalidArgumentException);
+    try {
+      IOCTLHelper::GetIndex("nope0");
+    } catch (const std::exception& e) {
+      EXPECT_NE(std::string(e.what()).find("errno: [19]"), std::string::npos) << e.what();
+    }
+  });
+}
+
+TEST_F(PortTest, ReportsCarrierSpeedAndDuplexWhenTheyChange) {
+  std::mutex mutex;
+  std::vector<std::string> events;
+  std::unique_ptr<PortEventReceiver> receiver;
+  ns_->RunIn([&] {
+    receiver = std::make_unique<PortEventReceiver>(std::set<std::string>{"e0"});
+    receiver->Start([&](const PortEvent& e) {
+      std::lock_guard<std::mutex> lock(mutex);
+      events.push_back(e.port + " " + (e.carrier ? "up " : "down ") + std::to_string(e.speedMbps) + (e.fullDuplex ? " full" : " half"));
+    });
+  });
+  auto seen = [&](const std::string& line) {
+    return orva::test::WaitUntil([&] {
+      std::lock_guard<std::mutex> lock(mutex);
+      return std::find(events.begin(), events.end(), line) != events.end();
+    });
+  };
+  EXPECT_TRUE(seen("e0 up 10000 full"));
+  peer_->MustExec({"ip", "link", "set", "f0", "down"});
+  EXPECT_TRUE(seen("e0 down 0 half"));
+  peer_->MustExec({"ip", "link", "set", "f0", "up"});
+  ASSERT_TRUE(orva::test::WaitUntil([&] {
+    std::lock_guard<std::mutex> lock(mutex);
+    return events.size() >= 3;
+  }));
+  ns_->RunIn([&] { receiver.reset(); });
+  std::lock_guard<std::mutex> lock(mutex);
+  EXPECT_EQ(events.size(), 3u) << "one line per change, nothing repeated";
+  EXPECT_EQ(events.back(), "e0 up 10000 full");
+}
+
+}  // namespace
