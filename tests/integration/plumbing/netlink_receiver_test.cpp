@@ -4,11 +4,15 @@
 
 #include <algorithm>
 #include <mutex>
+#include <functional>
+#include <set>
 #include <sstream>
 
 #include "orvamesh/driver/netlink_receiver.h"
 #include "platform/process_runner.h"
+#include "support/log_capture.h"
 #include "support/netns.h"
+#include "support/temp_dir.h"
 #include "support/wait_until.h"
 
 namespace {
@@ -155,6 +159,46 @@ TEST(NetlinkReceiver, StartsAndStopsAgainAndAgainLeavingNothingBehind) {
   }
   EXPECT_EQ(Entries("/proc/self/fd"), fds);
   EXPECT_EQ(Entries("/proc/self/task"), threads);
+}
+
+}  // namespace
+
+namespace {
+
+// A subscriber that falls behind while a thousand links appear overruns the socket; the
+// receiver then asks for the whole state again, so in the end every link has been reported.
+TEST_F(NetlinkTest, AnOverrunSocketIsRecoveredByAFreshDump) {
+  orva::test::LogCapture log;
+  std::mutex gate, namesMutex;
+  std::set<std::string> names;
+  std::unique_lock<std::mutex> held(gate);
+  ns_->RunIn([&] {
+    receiver_ = std::make_unique<NetlinkReceiver>(NetlinkReceiver::kLinks);
+    receiver_->OnLink([&](const LinkEvent& e) {
+      std::lock_guard<std::mutex> wait(gate);  // the slow subscriber
+      std::lock_guard<std::mutex> lock(namesMutex);
+      if (e.change != NETLINK_CHANGE::REMOVED) names.insert(e.name);
+    });
+    receiver_->Start();
+  });
+  // The receiver's callbacks use this test's locals: it must be gone before they are.
+  struct Finally {
+    std::function<void()> fn;
+    ~Finally() { fn(); }
+  } stopFirst{[&] {
+    if (held.owns_lock()) held.unlock();
+    ns_->RunIn([&] { receiver_.reset(); });
+  }};
+  std::string batch;
+  for (int i = 0; i < 700; ++i) batch += "link add x" + std::to_string(i) + " type veth peer name y" + std::to_string(i) + "\n";
+  const orva::test::TempDir dir;
+  ns_->MustExec({"ip", "-batch", dir.WriteFile("links", batch)});
+  held.unlock();
+  EXPECT_TRUE(WaitUntil([&] {
+    std::lock_guard<std::mutex> lock(namesMutex);
+    return names.count("x0") && names.count("y699");
+  }, std::chrono::seconds(30)));
+  EXPECT_TRUE(log.Contains("dumping the state again"));
 }
 
 }  // namespace
