@@ -47,8 +47,10 @@ void DelayedCall::Run() {
     }
     const auto next = due_.begin();
     if (Clock::now() < next->first) {
-      // Woken early by a new, sooner call or by the destructor; the loop looks again.
-      changed_.wait_until(lock, next->first);
+      // A copy: Cancel may erase the entry while this thread waits. Woken early by a new,
+      // sooner call or by the destructor, the loop looks again.
+      const Clock::time_point when = next->first;
+      changed_.wait_until(lock, when);
       continue;
     }
     const Id id = next->second;

@@ -22,7 +22,7 @@ Key256 Key256::FromHex(const std::string& hex) {
   for (size_t i = 0; valid && i < kSize; ++i) {
     const int high = digit(hex[2 * i]), low = digit(hex[2 * i + 1]);
     valid = high >= 0 && low >= 0;
-    key.bytes_[i] = static_cast<uint8_t>(high << 4 | low);
+    if (valid) key.bytes_[i] = static_cast<uint8_t>(high << 4 | low);
   }
   // The text is not repeated: it may be a key that is merely mistyped.
   if (!valid) ORVA_THROW(Exception::InvalidArgumentException, "A key is 64 lower-case hex digits");
