@@ -21,6 +21,7 @@
 
 #include "orvamesh/base/exception.h"
 #include "orvamesh/base/log.h"
+#include "utils/guarded_call.h"
 #include "utils/receive_loop.h"
 
 namespace ORVA::MESH::SDK::Driver {
@@ -53,17 +54,9 @@ IPAddress IpOf(nl_addr* address) {
   return IPAddress();
 }
 
-// Runs a subscriber's callback; what it throws must not end the receiver.
 template <typename Event>
 void Deliver(const std::function<void(const Event&)>& callback, const Event& event) {
-  if (!callback) return;
-  try {
-    callback(event);
-  } catch (const std::exception& e) {
-    ORVA_LOG_ERR("netlink callback failed: %s", e.what());
-  } catch (...) {
-    ORVA_LOG_ERR("netlink callback failed");
-  }
+  Detail::GuardedCall(callback, event, "netlink");
 }
 
 }  // namespace

@@ -8,20 +8,14 @@
 #include "orvamesh/base/log.h"
 #include "orvamesh/driver/netlink_receiver.h"
 #include "monitor/fdb_moves.h"
+#include "utils/guarded_call.h"
 
 namespace ORVA::MESH::SDK::Monitor {
 namespace {
 
 template <typename Event>
 void Deliver(const std::function<void(const Event&)>& callback, const Event& event) {
-  if (!callback) return;
-  try {
-    callback(event);
-  } catch (const std::exception& e) {
-    ORVA_LOG_ERR("bridge monitor callback failed: %s", e.what());
-  } catch (...) {
-    ORVA_LOG_ERR("bridge monitor callback failed");
-  }
+  Detail::GuardedCall(callback, event, "bridge monitor");
 }
 
 }  // namespace

@@ -12,8 +12,8 @@ constexpr double kGoodRssiDbm = -65;
 constexpr double kStaleAfterSeconds = 60;
 constexpr double kMaxStaleFactor = 10;
 
-void Check(const ScanLink& link, const char* what, double value, bool mayBeNegative) {
-  if (!std::isfinite(value) || (!mayBeNegative && value < 0)) {
+void Check(const ScanLink& link, const char* what, double value, bool mayBeNegative, bool mayBePositive = true) {
+  if (!std::isfinite(value) || (!mayBeNegative && value < 0) || (!mayBePositive && value > 0)) {
     ORVA_THROW_IN(Exception::InvalidArgumentException, "LinkCost",
                   "link " + link.ToString() + ": " + what + " " + std::to_string(value) + " is not a valid figure");
   }
@@ -23,10 +23,8 @@ void CheckMeasurement(const ScanLink& link) {
   const LinkMeasurement& m = link.GetMeasurement();
   if (m.phyRateMbps) Check(link, "PHY rate", *m.phyRateMbps, false);
   if (m.throughputMbps) Check(link, "throughput", *m.throughputMbps, false);
-  if (m.rssiDbm) {
-    Check(link, "RSSI", *m.rssiDbm, true);
-    if (*m.rssiDbm > 0) Check(link, "RSSI", -1, false);  // above 0 dBm no receiver reports
-  }
+  // Above 0 dBm no receiver reports.
+  if (m.rssiDbm) Check(link, "RSSI", *m.rssiDbm, true, false);
   Check(link, "age", m.ageSeconds, false);
 }
 

@@ -69,18 +69,9 @@ HttpGetResult HttpGet(const std::string& url, const HttpGetOptions& options,
 }
 
 std::string QueryEscape(const std::string& value) {
-  static const char* hex = "0123456789ABCDEF";
-  std::string out;
-  for (unsigned char c : value) {
-    if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~') {
-      out += static_cast<char>(c);
-    } else {
-      out += '%';
-      out += hex[c >> 4];
-      out += hex[c & 15];
-    }
-  }
-  return out;
+  std::unique_ptr<char, decltype(&curl_free)> escaped(
+      curl_easy_escape(nullptr, value.c_str(), static_cast<int>(value.size())), &curl_free);
+  return escaped ? escaped.get() : "";
 }
 
 }  // namespace ORVA::MESH::SDK::Upgrade

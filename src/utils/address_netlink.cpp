@@ -70,6 +70,19 @@ NlAddress NlOf(const IPAddress& address, uint8_t prefixLength) {
   return out;
 }
 
+using AddrRequest = std::unique_ptr<rtnl_addr, decltype(&rtnl_addr_put)>;
+
+// The address of an add or delete request: interface, local address and prefix length.
+AddrRequest Request(int index, const IPAddress& address, uint8_t prefixLength) {
+  AddrRequest request(rtnl_addr_alloc(), &rtnl_addr_put);
+  if (!request) ORVA_THROW_IN(Exception::RuntimeException, "Address", "Fail to allocate a netlink address request");
+  NlAddress local = NlOf(address, prefixLength);
+  rtnl_addr_set_ifindex(request.get(), index);
+  rtnl_addr_set_local(request.get(), local.get());
+  rtnl_addr_set_prefixlen(request.get(), prefixLength);
+  return request;
+}
+
 std::optional<InterfaceAddress> Find(const std::string& name, const IPAddress& address) {
   for (const auto& a : Address::List(name)) {
     if (a.address == address) return a;
@@ -127,11 +140,7 @@ InterfaceInfo Address::GetInterface(const std::string& interfaceName) {
 void Address::Add(const std::string& interfaceName, const IPAddress& address, uint8_t prefixLength) {
   const int index = IndexOf(interfaceName);
   Socket socket = Connect();
-  std::unique_ptr<rtnl_addr, decltype(&rtnl_addr_put)> request(rtnl_addr_alloc(), &rtnl_addr_put);
-  NlAddress local = NlOf(address, prefixLength);
-  rtnl_addr_set_ifindex(request.get(), index);
-  rtnl_addr_set_local(request.get(), local.get());
-  rtnl_addr_set_prefixlen(request.get(), prefixLength);
+  const AddrRequest request = Request(index, address, prefixLength);
   const int rc = rtnl_addr_add(socket.get(), request.get(), 0);
   if (rc < 0 && rc != -NLE_EXIST) {
     ORVA_THROW_IN(Exception::RuntimeException, "Add", "Fail to add [" + address.ToString() + "] to [" + interfaceName + "]: " + nl_geterror(rc));
@@ -141,11 +150,7 @@ void Address::Add(const std::string& interfaceName, const IPAddress& address, ui
 void Address::Delete(const std::string& interfaceName, const IPAddress& address, uint8_t prefixLength) {
   const int index = IndexOf(interfaceName);
   Socket socket = Connect();
-  std::unique_ptr<rtnl_addr, decltype(&rtnl_addr_put)> request(rtnl_addr_alloc(), &rtnl_addr_put);
-  NlAddress local = NlOf(address, prefixLength);
-  rtnl_addr_set_ifindex(request.get(), index);
-  rtnl_addr_set_local(request.get(), local.get());
-  rtnl_addr_set_prefixlen(request.get(), prefixLength);
+  const AddrRequest request = Request(index, address, prefixLength);
   const int rc = rtnl_addr_delete(socket.get(), request.get(), 0);
   if (rc == -NLE_NOADDR || rc == -NLE_OBJ_NOTFOUND) {
     ORVA_THROW_IN(Exception::IpAddressNotExistException, "Delete",

@@ -1,48 +1,22 @@
 #include "support/webapi_server.h"
 
-#include <fcntl.h>
+#include "support/port_server.h"
+
 #include <json/json.h>
-#include <poll.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <chrono>
+#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
-
-extern char** environ;
 
 namespace orva::test {
 
 namespace {
 
 std::atomic<int> gServers{0};
-
-// Reads the child's first line ("PORT n") within the time allowed.
-std::string ReadLine(int fd, std::chrono::milliseconds timeout) {
-  std::string line;
-  const auto deadline = std::chrono::steady_clock::now() + timeout;
-  while (line.find('\n') == std::string::npos) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    if (left.count() <= 0) break;
-    pollfd pfd{fd, POLLIN, 0};
-    const int ready = ::poll(&pfd, 1, static_cast<int>(left.count()));
-    if (ready < 0 && errno == EINTR) continue;
-    if (ready <= 0) break;
-    char buffer[64];
-    const ssize_t n = ::read(fd, buffer, sizeof buffer);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) break;
-    line.append(buffer, static_cast<size_t>(n));
-  }
-  return line;
-}
 
 }  // namespace
 
@@ -75,38 +49,12 @@ WebapiServer::WebapiServer(const TempDir& dir, const TlsIdentity& identity,
     argv.push_back(credential);
   }
 
-  int pipeFds[2];
-  if (::pipe2(pipeFds, O_CLOEXEC) != 0) throw std::runtime_error("pipe failed");
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
-  std::vector<char*> args;
-  for (auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
-  args.push_back(nullptr);
-  const int rc = ::posix_spawnp(&pid_, args[0], &actions, nullptr, args.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  ::close(pipeFds[1]);
-  if (rc != 0) {
-    ::close(pipeFds[0]);
-    throw std::runtime_error("cannot start the web API server");
-  }
-  const std::string line = ReadLine(pipeFds[0], std::chrono::seconds(20));
-  ::close(pipeFds[0]);
-  if (line.rfind("PORT ", 0) != 0) {
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-    throw std::runtime_error("the web API server did not start: [" + line + "]");
-  }
-  port_ = std::stoi(line.substr(5));
+  server_ = std::make_unique<PortServer>(argv, "the web API server");
 }
 
-WebapiServer::~WebapiServer() {
-  if (pid_ <= 0) return;
-  ::kill(pid_, SIGKILL);
-  int status = 0;
-  while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-  }
-}
+WebapiServer::~WebapiServer() = default;
+
+int WebapiServer::Port() const { return server_->Port(); }
 
 std::vector<Json::Value> WebapiServer::Calls() const {
   std::vector<Json::Value> calls;

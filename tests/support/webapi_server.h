@@ -7,6 +7,7 @@
 
 #include <json/value.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,8 @@
 #include "support/temp_dir.h"
 
 namespace orva::test {
+
+class PortServer;
 
 struct TlsIdentity {
   std::string cert;
@@ -41,7 +44,7 @@ class WebapiServer {
   WebapiServer(const WebapiServer&) = delete;
   WebapiServer& operator=(const WebapiServer&) = delete;
 
-  int Port() const { return port_; }
+  int Port() const;
   // The calls received so far, oldest first: {"api", "method", "version", "params", "user",
   // "uploads": [field names]}.
   std::vector<Json::Value> Calls() const;
@@ -50,8 +53,7 @@ class WebapiServer {
   void Script(const std::string& api, const std::string& method, const std::string& rawAnswer);
 
  private:
-  pid_t pid_ = -1;
-  int port_ = 0;
+  std::unique_ptr<PortServer> server_;
   std::string log_;
   std::string script_;
   Json::Value scripted_;

@@ -47,7 +47,7 @@ TEST(Key256, ReadsOnlyLowerCaseHexOfTheRightLength) {
   EXPECT_NE(Key256::Random(), Key256::Random());
 }
 
-// The 256-bit cases of the GCM specification's test vectors.
+// The published AES-GCM test vectors with 256-bit keys.
 TEST(AesGcm, MatchesThePublishedTestVectors) {
   const std::string k1(64, '0'), k2 = "feffe9928665731c6d6a8f9467308308feffe9928665731c6d6a8f9467308308";
   const std::string p60 =
