@@ -3,9 +3,11 @@
 //   orvamesh-scan cap IFACE [--wait MS] [--json]
 //       Runs one scan on IFACE: sends one probe, collects answers for MS milliseconds (default
 //       1000) and prints one line per RE, sorted by MAC; with --json one JSON object per line.
-//   orvamesh-scan re IFACE --unique U --serial S [--name N] [--version V] [--build B]
+//   orvamesh-scan re IFACE [--unique U] [--serial S] [--name N] [--version V] [--build B]
 //                          [--update U] [--port P]
-//       Answers probes on IFACE as an RE with the given identity until SIGINT or SIGTERM.
+//       Answers probes on IFACE as an RE until SIGINT or SIGTERM. The identity comes from the
+//       node's identity file; flags override single fields. Without the file, --unique and
+//       --serial are required.
 //
 // Exit status: 0 done, 1 other failure, 2 bad command line, 3 no such interface, 4 no IPv6
 // link-local address on it, 5 insufficient privileges, 6 the scan port is already taken.
@@ -148,12 +150,25 @@ int RunCap(int argc, char** argv) {
 int RunRe(int argc, char** argv) {
   const std::string interfaceName = argv[2];
   auto options = ParseOptions(argc, argv, {"--unique", "--serial", "--name", "--version", "--build", "--update", "--port"}, {});
-  if (!options.count("--unique") || !options.count("--serial")) throw UsageError{"re needs --unique and --serial"};
   ScanResponderInitData identity;
-  identity.unique = options["--unique"];
-  identity.serial = options["--serial"];
-  identity.os_name = options.count("--name") ? options["--name"] : "";
-  identity.os_version = options.count("--version") ? options["--version"] : "";
+  ORVA::MESH::SDK::Utils::NodeIdentity node;
+  const bool fromFile = ORVA::MESH::SDK::Utils::GetNodeIdentity(node) == 0;
+  if (!fromFile && (!options.count("--unique") || !options.count("--serial"))) {
+    throw UsageError{"re needs --unique and --serial (no readable identity file at " +
+                     ORVA::MESH::SDK::Utils::IdentityFilePath() + ")"};
+  }
+  if (fromFile) {
+    identity.unique = node.modelUnique;
+    identity.serial = node.serial;
+    identity.os_name = node.osName;
+    identity.os_version = node.osVersion;
+    identity.os_build_num = node.osBuildNumber;
+    identity.os_update_num = node.osUpdateNumber;
+  }
+  if (options.count("--unique")) identity.unique = options["--unique"];
+  if (options.count("--serial")) identity.serial = options["--serial"];
+  if (options.count("--name")) identity.os_name = options["--name"];
+  if (options.count("--version")) identity.os_version = options["--version"];
   if (options.count("--build")) identity.os_build_num = ParseNumber("--build", options["--build"], 0xffffffffUL);
   if (options.count("--update")) identity.os_update_num = ParseNumber("--update", options["--update"], 255);
   if (options.count("--port")) identity.access_port = ParseNumber("--port", options["--port"], 65535);

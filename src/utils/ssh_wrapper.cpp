@@ -134,6 +134,17 @@ SSHWrapper::SSHWrapper(const sockaddr_in6& addr, const std::string& user, const 
   Construct(&expectedHostKey);
 }
 
+SSHWrapper::SSHWrapper(const sockaddr_in6& addr, const std::string& user, const KeyFiles& keys)
+    : addr_(addr), user_(user), keys_(keys) {
+  Construct(nullptr);
+}
+
+SSHWrapper::SSHWrapper(const sockaddr_in6& addr, const std::string& user, const KeyFiles& keys,
+                       const HostKeyFingerprint& expectedHostKey)
+    : addr_(addr), user_(user), keys_(keys) {
+  Construct(&expectedHostKey);
+}
+
 SSHWrapper::~SSHWrapper() { ClearAll(); }
 
 void SSHWrapper::Construct(const HostKeyFingerprint* expectedHostKey) {
@@ -150,8 +161,17 @@ void SSHWrapper::Construct(const HostKeyFingerprint* expectedHostKey) {
 }
 
 void SSHWrapper::Validate() const {
-  if (user_.empty() || password_.empty()) {
+  const bool withKey = !keys_.privateKey.empty() || !keys_.publicKey.empty();
+  if (user_.empty() || (password_.empty() && !withKey)) {
     ORVA_THROW(RuntimeException, "username or password can't be empty.");
+  }
+  if (withKey) {
+    for (const std::string* path : {&keys_.privateKey, &keys_.publicKey}) {
+      struct stat st {};
+      if (path->empty() || ::lstat(path->c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
+        ORVA_THROW(RuntimeException, "key file [" + *path + "] is not a regular file.");
+      }
+    }
   }
   bool printable = addr_.sin6_family == AF_INET6;
   if (printable) {
@@ -234,26 +254,40 @@ void SSHWrapper::ConnectSession(const HostKeyFingerprint* expectedHostKey) {
   while ((rc = ::libssh2_session_handshake(session_, socket_)) == LIBSSH2_ERROR_EAGAIN) WaitSocket();
   if (rc != 0) ORVA_THROW(RuntimeException, "Failed to session handshake, error code: " + std::to_string(rc));
 
-  if (expectedHostKey != nullptr) {
-    const char* hash = ::libssh2_hostkey_hash(session_, LIBSSH2_HOSTKEY_HASH_SHA256);
-    if (hash == nullptr) {
-      ORVA_THROW(RuntimeException, "Failed to read the host key of ip: [" + GetIPv6String() + "].");
-    }
-    std::array<uint8_t, 32> digest{};
-    std::memcpy(digest.data(), hash, digest.size());
-    HostKeyFingerprint shown(digest);
-    if (shown != *expectedHostKey) {
-      ORVA_THROW(RuntimeException, "Host key of ip: [" + GetIPv6String() + "] does not match, expected: [" +
-                                       expectedHostKey->ToString() + "], got: [" + shown.ToString() + "].");
-    }
-  }
+  CheckHostKey(expectedHostKey);
+  Authenticate();
+}
 
-  while ((rc = ::libssh2_userauth_password_ex(session_, user_.c_str(), static_cast<unsigned int>(user_.size()),
-                                              password_.c_str(), static_cast<unsigned int>(password_.size()),
-                                              nullptr)) == LIBSSH2_ERROR_EAGAIN) {
+// Both steps belong to the sessions connection, and their failures say so.
+void SSHWrapper::CheckHostKey(const HostKeyFingerprint* expectedHostKey) {
+  const char* hash = ::libssh2_hostkey_hash(session_, LIBSSH2_HOSTKEY_HASH_SHA256);
+  if (hash == nullptr) {
+    ORVA_THROW_IN(RuntimeException, "ConnectSession", "Failed to read the host key of ip: [" + GetIPv6String() + "].");
+  }
+  std::array<uint8_t, 32> digest{};
+  std::memcpy(digest.data(), hash, digest.size());
+  hostKey_ = HostKeyFingerprint(digest);
+  if (expectedHostKey != nullptr && hostKey_ != *expectedHostKey) {
+    ORVA_THROW_IN(RuntimeException, "ConnectSession", "Host key of ip: [" + GetIPv6String() + "] does not match, expected: [" +
+                                     expectedHostKey->ToString() + "], got: [" + hostKey_.ToString() + "].");
+  }
+}
+
+void SSHWrapper::Authenticate() {
+  const auto userLength = static_cast<unsigned int>(user_.size());
+  int rc;
+  for (;;) {
+    if (password_.empty()) {
+      rc = ::libssh2_userauth_publickey_fromfile_ex(session_, user_.c_str(), userLength,
+                                                    keys_.publicKey.c_str(), keys_.privateKey.c_str(), "");
+    } else {
+      rc = ::libssh2_userauth_password_ex(session_, user_.c_str(), userLength, password_.c_str(),
+                                          static_cast<unsigned int>(password_.size()), nullptr);
+    }
+    if (rc != LIBSSH2_ERROR_EAGAIN) break;
     WaitSocket();
   }
-  if (rc != 0) ORVA_THROW(RuntimeException, "Failed to authenticate, error code: " + std::to_string(rc));
+  if (rc != 0) ORVA_THROW_IN(RuntimeException, "ConnectSession", "Failed to authenticate, error code: " + std::to_string(rc));
 }
 
 // --- helpers ---------------------------------------------------------------------------------

@@ -140,7 +140,7 @@ void SshdServer::Start(const std::string& address, const NetNs* netns) {
       "Port " + std::to_string(port_) + "\nListenAddress " + address +
           "\nAddressFamily inet6\nHostKey " + dir_.Join("host_key") + "\nPidFile " + dir_.Join("sshd.pid") +
           "\nUsePAM no\nPasswordAuthentication yes\nKbdInteractiveAuthentication no\nPubkeyAuthentication yes"
-          "\nAuthorizedKeysFile " + dir_.Join("authorized_keys") +
+          "\nAuthorizedKeysFile " + dir_.Join("authorized_keys") + " .ssh/authorized_keys" +
           "\nStrictModes no\nPermitRootLogin no\nAllowUsers " + kUser + " " + kShortUser +
           "\nUseDNS no\nPrintMotd no\nPrintLastLog no\nLogLevel VERBOSE\nMaxStartups 64\nMaxSessions 64"
           "\nSubsystem sftp internal-sftp\nMatch User " + kShortUser + "\n  ForceCommand " + shortSender + "\n",

@@ -1,5 +1,7 @@
 #include "sim_mesh.h"
 
+#include "orvamesh/client/local_utilization.h"
+
 #include "orvamesh/scan/topology_builder.h"
 
 #include <json/reader.h>
@@ -391,6 +393,11 @@ ERROR_CODE SimMesh::RebootNode(NodeId id) const {
 Client::SystemUtilizationMap SimMesh::GetDataSystemUtilization() const {
   Client::SystemUtilizationMap out;
   for (const auto& node : nodes_) out[node.info.mac.ToString()] = node.utilization;
+  ORVA::MESH::SDK::Utils::SystemLoad load;
+  const SimNode* controller = Find(ControllerId());
+  if (controller != nullptr && sampler_.Sample(load) == 0) {
+    out[controller->info.mac.ToString()] = Client::ToSystemUtilization(load);
+  }
   return out;
 }
 

@@ -18,6 +18,7 @@
 
 #include "orvamesh/client/mesh_records.h"
 #include "orvamesh/node/led_config.h"
+#include "orvamesh/utils/utilization_sampler.h"
 #include "sim_upgrade.h"
 
 namespace orvasim {
@@ -118,6 +119,8 @@ class SimMesh {
   void TickUpdate();
 
   std::vector<SimNode> nodes_;
+  // The controller is the machine the simulator runs on; its load is measured, not invented.
+  mutable ORVA::MESH::SDK::Utils::UtilizationSampler sampler_;
   std::vector<Client::ScanCandidate> neighbours_;  // nodes within reach, found by a scan
   std::string meshId_;
   std::string availableVersion_;

@@ -63,11 +63,23 @@ class ORVA_EXPORT SSHWrapper {
   // The same, but the peer's host key must have the given fingerprint.
   SSHWrapper(const sockaddr_in6& addr, const std::string& user, const std::string& password,
              const HostKeyFingerprint& expectedHostKey);
+  // A key pair for public-key log-in: an OpenSSH private key file (unencrypted) and its ".pub"
+  // file. Both must be regular files, not symlinks; anything else fails before connecting.
+  struct ORVA_EXPORT KeyFiles {
+    std::string privateKey;
+    std::string publicKey;
+  };
+  // Log-in with a key pair instead of a password, optionally pinning the host key as above.
+  SSHWrapper(const sockaddr_in6& addr, const std::string& user, const KeyFiles& keys);
+  SSHWrapper(const sockaddr_in6& addr, const std::string& user, const KeyFiles& keys,
+             const HostKeyFingerprint& expectedHostKey);
   // Disconnects and releases the session and the socket; never throws.
   ~SSHWrapper();
   SSHWrapper(const SSHWrapper&) = delete;
   SSHWrapper& operator=(const SSHWrapper&) = delete;
 
+  // The fingerprint of the host key the peer showed in the key exchange.
+  const HostKeyFingerprint& HostKey() const noexcept { return hostKey_; }
   // Runs the command over an "exec" channel and returns what it wrote to standard output.
   std::string Execute(const std::string& command) const;
   // Sends a local file by SCP, keeping its permission bits.
@@ -84,6 +96,8 @@ class ORVA_EXPORT SSHWrapper {
   void CreateSocket();
   void InitSession();
   void ConnectSession(const HostKeyFingerprint* expectedHostKey);
+  void CheckHostKey(const HostKeyFingerprint* expectedHostKey);
+  void Authenticate();
   int WaitSocket() const;
   std::string GetIPv6String() const;
   std::string LastError() const;
@@ -93,6 +107,8 @@ class ORVA_EXPORT SSHWrapper {
   sockaddr_in6 addr_;
   std::string user_;
   std::string password_;
+  KeyFiles keys_;
+  HostKeyFingerprint hostKey_{std::array<uint8_t, 32>{}};
   _LIBSSH2_SESSION* session_ = nullptr;
   bool libssh2Initialised_ = false;
   bool socketCreated_ = false;

@@ -70,7 +70,12 @@ TEST_F(Tools, EveryQueryPrintsTheMeshFileAsJson) {
        }},
       {{"get-setup-node-progress"}, [](const Json::Value& j) { EXPECT_EQ(j["stage"].asString(), "IDLE"); }},
       {{"get-data-system-utilization"},
-       [](const Json::Value& j) { EXPECT_EQ(j["00:24:e7:10:00:01"]["cpuPercent"].asUInt(), 12u); }},
+       [](const Json::Value& j) {
+         // The controller is the simulator's own machine: real figures, not the file's.
+         EXPECT_NE(j["00:24:e7:10:00:01"]["memoryTotalKiB"].asUInt64(), 524288u);
+         EXPECT_GT(j["00:24:e7:10:00:01"]["uptimeSeconds"].asUInt(), 0u);
+         EXPECT_EQ(j["00:24:e7:10:00:02"]["cpuPercent"].asUInt(), 7u);
+       }},
       {{"get-data-devices"},
        [](const Json::Value& j) {
          EXPECT_EQ(j["00:24:e7:10:00:01"][1]["hostName"].asString(), "nas");

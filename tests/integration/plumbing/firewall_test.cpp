@@ -1,0 +1,219 @@
+// Firewall hooks on the real nftables in a namespace whose own input policy drops everything:
+// ports pass only while open and only on the named interface, the system's chain keeps its
+// rules apart from our one jump, and a ruleset flushed by someone else is repaired.
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <json/json.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <memory>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "orvamesh/utils/firewall.h"
+#include "support/log_capture.h"
+#include "support/netns.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using orva::test::NetNs;
+using Utils::FirewallHook;
+using Utils::FirewallProtocol;
+
+constexpr const char* kSystemRuleset =
+    "table inet filter {\n"
+    "  chain input { type filter hook input priority 0; policy drop; iif \"lo\" accept; }\n"
+    "}\n";
+
+class FirewallHooks : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ORVA_REQUIRE_NETNS();
+    node_ = std::make_unique<NetNs>("fwn");
+    lan_ = std::make_unique<NetNs>("fwl");
+    other_ = std::make_unique<NetNs>("fwo");
+    orva::test::AddVeth(node_.get(), "a0", lan_.get(), "b0");
+    orva::test::AddVeth(node_.get(), "a1", other_.get(), "b1");
+    node_->MustExec({"ip", "addr", "add", "10.7.0.1/24", "dev", "a0"});
+    lan_->MustExec({"ip", "addr", "add", "10.7.0.2/24", "dev", "b0"});
+    node_->MustExec({"ip", "addr", "add", "10.8.0.1/24", "dev", "a1"});
+    other_->MustExec({"ip", "addr", "add", "10.8.0.2/24", "dev", "b1"});
+    LoadSystemRuleset();
+    node_->RunIn([&] { firewall_ = std::make_unique<Utils::Firewall>(); });
+  }
+  void TearDown() override {
+    if (node_) node_->RunIn([&] { firewall_.reset(); });
+  }
+
+  void LoadSystemRuleset() {
+    const std::string file = dir_.WriteFile("system.nft", kSystemRuleset);
+    node_->MustExec({"nft", "-f", file});
+  }
+  int Call(const std::function<int(Utils::Firewall&)>& fn) {
+    int rc = -2;
+    node_->RunIn([&] { rc = fn(*firewall_); });
+    return rc;
+  }
+  std::vector<FirewallHook> Listed() {
+    std::vector<FirewallHook> hooks;
+    EXPECT_EQ(Call([&](Utils::Firewall& f) { return f.List(hooks); }), 0);
+    return hooks;
+  }
+  // The rules of the system's input chain, without handles, as nft shows them.
+  std::string SystemChain() const {
+    Json::Value doc;
+    std::istringstream(node_->MustExec({"nft", "-j", "list", "chain", "inet", "filter", "input"})) >> doc;
+    std::string out;
+    for (Json::Value item : doc["nftables"]) {
+      if (!item.isMember("rule")) continue;
+      item["rule"].removeMember("handle");
+      out += item["rule"].toStyledString();
+    }
+    return out;
+  }
+  std::string Ruleset() const { return node_->MustExec({"nft", "list", "ruleset"}); }
+
+  // Whether a datagram from `from` reaches a socket the node has bound to `port`.
+  bool UdpPasses(const NetNs& from, const char* to, int port) {
+    int server = -1;
+    node_->RunIn([&] { server = Bound(SOCK_DGRAM, port); });
+    from.RunIn([&] {
+      const int client = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+      const sockaddr_in addr = Address(to, port);
+      ::sendto(client, "probe", 5, 0, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
+      ::close(client);
+    });
+    pollfd entry{server, POLLIN, 0};
+    const bool arrived = ::poll(&entry, 1, 300) == 1;
+    ::close(server);
+    return arrived;
+  }
+  // Whether a TCP connection from `from` to the node's `port` is accepted.
+  bool TcpPasses(const NetNs& from, const char* to, int port) {
+    int server = -1;
+    node_->RunIn([&] { server = Bound(SOCK_STREAM, port); });
+    ::listen(server, 1);
+    bool connected = false;
+    from.RunIn([&] {
+      const int client = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+      const sockaddr_in addr = Address(to, port);
+      ::connect(client, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
+      pollfd entry{client, POLLOUT, 0};
+      int error = 0;
+      socklen_t length = sizeof error;
+      connected = ::poll(&entry, 1, 300) == 1 &&
+                  ::getsockopt(client, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
+      ::close(client);
+    });
+    ::close(server);
+    return connected;
+  }
+  static sockaddr_in Address(const char* ip, int port) {
+    sockaddr_in addr{};
+    addr.sin_family = AF_INET;
+    addr.sin_port = htons(static_cast<uint16_t>(port));
+    ::inet_pton(AF_INET, ip, &addr.sin_addr);
+    return addr;
+  }
+  static int Bound(int type, int port) {
+    const int fd = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
+    const int yes = 1;
+    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    sockaddr_in addr = Address("0.0.0.0", port);
+    if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) ADD_FAILURE() << "bind " << port;
+    return fd;
+  }
+
+  orva::test::TempDir dir_;
+  std::unique_ptr<NetNs> node_, lan_, other_;
+  std::unique_ptr<Utils::Firewall> firewall_;
+};
+
+TEST_F(FirewallHooks, LetTrafficInOnlyWhileOpenAndOnlyOnTheNamedInterface) {
+  const auto hooks = Utils::MeshServiceHooks("a0");  // wired-scan UDP, HTTPS, SSH
+  EXPECT_FALSE(UdpPasses(*lan_, "10.7.0.1", hooks[0].port));
+  EXPECT_FALSE(TcpPasses(*lan_, "10.7.0.1", hooks[1].port));
+
+  ASSERT_EQ(Call([&](Utils::Firewall& f) { return f.Open(hooks); }), 0);
+  EXPECT_TRUE(UdpPasses(*lan_, "10.7.0.1", hooks[0].port));
+  EXPECT_TRUE(TcpPasses(*lan_, "10.7.0.1", hooks[1].port));
+  EXPECT_FALSE(UdpPasses(*other_, "10.8.0.1", hooks[0].port));
+  EXPECT_FALSE(TcpPasses(*other_, "10.8.0.1", hooks[1].port));
+  EXPECT_FALSE(TcpPasses(*lan_, "10.7.0.1", 8443));
+
+  ASSERT_EQ(Call([&](Utils::Firewall& f) { return f.Close(hooks[1]); }), 0);
+  EXPECT_FALSE(TcpPasses(*lan_, "10.7.0.1", hooks[1].port));
+  EXPECT_TRUE(UdpPasses(*lan_, "10.7.0.1", hooks[0].port));
+
+  const FirewallHook anywhere{FirewallProtocol::kTcp, 8443, ""};
+  ASSERT_EQ(Call([&](Utils::Firewall& f) { return f.Open(anywhere); }), 0);
+  EXPECT_TRUE(TcpPasses(*other_, "10.8.0.1", 8443));
+  ASSERT_EQ(Call([](Utils::Firewall& f) { return f.CloseAll(); }), 0);
+  EXPECT_TRUE(Listed().empty());
+  EXPECT_FALSE(UdpPasses(*lan_, "10.7.0.1", hooks[0].port));
+}
+
+TEST_F(FirewallHooks, ChangeTheSystemChainByOneJumpAndRepeatedCallsChangeNothing) {
+  const std::string before = SystemChain();
+  const FirewallHook scan{FirewallProtocol::kUdp, 7783, "a0"};
+  ASSERT_EQ(Call([&](Utils::Firewall& f) { return f.Open(scan); }), 0);
+  const std::string after = SystemChain();
+  EXPECT_NE(after.find("\"target\" : \"orvamesh_input\""), std::string::npos) << after;
+  EXPECT_NE(after.find(before.substr(0, before.size() - 1)), std::string::npos);
+
+  const std::string ruleset = Ruleset();
+  ASSERT_EQ(Call([&](Utils::Firewall& f) { return f.Open(scan); }), 0);
+  ASSERT_EQ(Call([](Utils::Firewall& f) { return f.Close({FirewallProtocol::kTcp, 1, ""}); }), 0);
+  EXPECT_EQ(Ruleset(), ruleset);
+  EXPECT_EQ(Listed(), std::vector<FirewallHook>{scan});
+}
+
+TEST_F(FirewallHooks, PutBackWhatWasOpenAfterSomeoneFlushedTheRuleset) {
+  const FirewallHook scan{FirewallProtocol::kUdp, 7783, "a0"};
+  const FirewallHook https{FirewallProtocol::kTcp, 443, "a0"};
+  ASSERT_EQ(Call([&](Utils::Firewall& f) { return f.Open(scan); }), 0);
+  node_->MustExec({"nft", "flush", "ruleset"});
+  LoadSystemRuleset();  // the system's firewall service starts over
+  EXPECT_FALSE(UdpPasses(*lan_, "10.7.0.1", 7783));
+
+  ASSERT_EQ(Call([&](Utils::Firewall& f) { return f.Open(https); }), 0);
+  EXPECT_EQ(Listed(), (std::vector<FirewallHook>{https, scan}));
+  EXPECT_TRUE(UdpPasses(*lan_, "10.7.0.1", 7783));
+}
+
+TEST_F(FirewallHooks, RefuseBadInputWithoutTouchingTheRuleset) {
+  const std::string ruleset = Ruleset();
+  orva::test::LogCapture log;
+  const std::vector<FirewallHook> bad = {
+      {FirewallProtocol::kTcp, 0, "a0"},
+      {FirewallProtocol::kTcp, 65536, "a0"},
+      {FirewallProtocol::kUdp, -1, ""},
+      {static_cast<FirewallProtocol>(7), 22, "a0"},
+      {FirewallProtocol::kTcp, 22, "a0\" accept; drop"},
+      {FirewallProtocol::kTcp, 22, "a0 a1"},
+      {FirewallProtocol::kTcp, 22, "sixteen-chars-xx"},
+      {FirewallProtocol::kTcp, 22, ".."},
+  };
+  for (const FirewallHook& hook : bad) {
+    EXPECT_EQ(Call([&](Utils::Firewall& f) { return f.Open(hook); }), -1) << hook.interfaceName << hook.port;
+  }
+  // A batch with one bad hook changes nothing either.
+  EXPECT_EQ(Call([&](Utils::Firewall& f) {
+              return f.Open(std::vector<FirewallHook>{{FirewallProtocol::kTcp, 22, "a0"}, bad[0]});
+            }),
+            -1);
+  EXPECT_EQ(Ruleset(), ruleset);
+  EXPECT_EQ(log.Lines().size(), bad.size() + 1);
+
+  node_->MustExec({"nft", "flush", "ruleset"});
+  EXPECT_EQ(Call([](Utils::Firewall& f) { return f.Open({FirewallProtocol::kTcp, 22, ""}); }), -1);
+  EXPECT_TRUE(log.Contains("does not exist"));
+}
+
+}  // namespace

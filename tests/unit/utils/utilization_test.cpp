@@ -1,0 +1,136 @@
+// System utilization from fixture /proc files (exact figures) and from the real /proc, checked
+// against psutil, an independent reading of the same kernel files.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "orvamesh/client/local_utilization.h"
+#include "orvamesh/platform/system_root.h"
+#include "orvamesh/utils/utilization_sampler.h"
+#include "platform/process_runner.h"
+#include "support/log_capture.h"
+#include "support/temp_dir.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using std::chrono::milliseconds;
+
+class UtilizationFromFixtureProc : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    orva::platform::SystemRoot::Set(root_.Path());
+    root_.WriteFile("proc/uptime", "4242.17 100.00\n");
+    root_.WriteFile("proc/meminfo", "MemTotal:        1000 kB\nMemFree:          100 kB\nMemAvailable:     600 kB\n");
+  }
+  void TearDown() override { orva::platform::SystemRoot::Set(""); }
+  void Stat(unsigned user, unsigned idle, unsigned iowait, unsigned guest) {
+    root_.WriteFile("proc/stat", "cpu  " + std::to_string(user) + " 0 0 " + std::to_string(idle) + " " +
+                                     std::to_string(iowait) + " 0 0 0 " + std::to_string(guest) + " 0\ncpu0 1 2 3\n");
+  }
+  orva::test::TempDir root_;
+  orva::test::LogCapture log_;
+};
+
+TEST_F(UtilizationFromFixtureProc, ReportsTheShareOfBusyTicksSinceTheLastSample) {
+  struct Step {
+    unsigned user, idle, iowait, guest;
+    int percent;
+  };
+  // Guest time is part of user time already; iowait counts as waiting.
+  const Step steps[] = {{100, 100, 0, 0, -1}, {175, 125, 0, 50, 75}, {175, 200, 25, 0, 0},
+                        {175, 200, 25, 0, 0}, {275, 200, 25, 0, 100}};
+  Utils::UtilizationSampler sampler(milliseconds(0));
+  Utils::SystemLoad load;
+  for (const Step& s : steps) {
+    Stat(s.user, s.idle, s.iowait, s.guest);
+    if (s.percent < 0) {
+      ASSERT_EQ(sampler.Sample(load), 0);  // the first call measures a window with no change
+      continue;
+    }
+    ASSERT_EQ(sampler.Sample(load), 0);
+    EXPECT_EQ(load.cpuPercent, s.percent) << s.user << "/" << s.idle;
+  }
+  EXPECT_EQ(load.memoryTotalKiB, 1000u);
+  EXPECT_EQ(load.memoryAvailableKiB, 600u);
+  EXPECT_EQ(load.uptimeSeconds, 4242u);
+  const Client::SystemUtilization record = Client::ToSystemUtilization(load);
+  EXPECT_EQ(record.memoryFreeKiB, 600u);
+  EXPECT_EQ(record.cpuPercent, 100u);
+}
+
+TEST_F(UtilizationFromFixtureProc, FailsAndLeavesTheResultAloneWhenAFileIsUnusable) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"proc/stat", "intr 1 2 3\n"}, {"proc/stat", "cpu 1 2\n"}, {"proc/meminfo", "MemTotal: 1000 kB\n"}};
+  for (const auto& [file, content] : cases) {
+    SetUp();
+    Stat(1, 1, 0, 0);
+    root_.WriteFile(file, content);
+    Utils::UtilizationSampler sampler(milliseconds(0));
+    Utils::SystemLoad load;
+    load.memoryTotalKiB = 7;
+    EXPECT_EQ(sampler.Sample(load), -1) << file << ": " << content;
+    EXPECT_EQ(load.memoryTotalKiB, 7u);
+  }
+}
+
+// psutil's figures for this machine: total and available memory in KiB and uptime in seconds.
+bool PsutilFigures(double& total, double& available, double& uptime) {
+  std::string out;
+  const char* script =
+      "import psutil,time\nm=psutil.virtual_memory()\n"
+      "print(m.total/1024, m.available/1024, time.time()-psutil.boot_time())";
+  if (orva::platform::RunProgramCapture({"/usr/bin/python3", "-c", script}, out) != 0) return false;
+  std::istringstream(out) >> total >> available >> uptime;
+  return total > 0;
+}
+
+pid_t Spin() {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    for (volatile unsigned long i = 0;; ++i) {
+    }
+  }
+  return pid;
+}
+
+TEST(UtilizationOfThisMachine, AgreesWithPsutilAndFollowsTheLoad) {
+  double total = 0, available = 0, uptime = 0;
+  if (!PsutilFigures(total, available, uptime)) GTEST_SKIP() << "python3-psutil is not installed";
+  Utils::UtilizationSampler sampler(milliseconds(300));
+  Utils::SystemLoad load;
+  ASSERT_EQ(sampler.Sample(load), 0);
+  EXPECT_NEAR(static_cast<double>(load.memoryTotalKiB), total, total * 0.02);
+  EXPECT_NEAR(static_cast<double>(load.memoryAvailableKiB), available, total * 0.02);
+  EXPECT_NEAR(static_cast<double>(load.uptimeSeconds), uptime, 1.5);
+
+  const long cores = sysconf(_SC_NPROCESSORS_ONLN);
+  std::vector<pid_t> spinners;
+  for (long i = 0; i < cores; ++i) spinners.push_back(Spin());
+  ASSERT_EQ(sampler.Sample(load), 0);  // resets the window to start now
+  usleep(500 * 1000);
+  ASSERT_EQ(sampler.Sample(load), 0);
+  const int busy = load.cpuPercent;
+  for (pid_t pid : spinners) {
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+  }
+  // Other tests may share the machine: the load has gone once one window of five is quiet.
+  int quiet = 100;
+  ASSERT_EQ(sampler.Sample(load), 0);
+  for (int window = 0; window < 5 && quiet >= 30; ++window) {
+    usleep(500 * 1000);
+    ASSERT_EQ(sampler.Sample(load), 0);
+    quiet = load.cpuPercent;
+  }
+  EXPECT_GT(busy, 80);
+  EXPECT_LT(quiet, 30);
+}
+
+}  // namespace
