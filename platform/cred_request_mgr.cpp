@@ -1,6 +1,9 @@
 #include "platform/cred_request_mgr.h"
+#include "platform/net_if.h"
 
 #include <curl/curl.h>
+#include <cctype>
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <json/json.h>
 #include <sys/stat.h>
@@ -81,6 +84,34 @@ std::string UrlHost(const std::string& host) {
 }
 
 size_t CollectAnswer(char* data, size_t size, size_t count, void* userdata);
+
+// An IPv4 or IPv6 literal (the IPv6 one with an optional "%zone") or a DNS host name. Anything
+// else could carry a port, a path or a fragment into the URL and send the session's
+// credentials elsewhere.
+bool IsUrlHost(const std::string& host) {
+  unsigned char bytes[16];
+  const size_t percent = host.find('%');
+  if (host.find(':') != std::string::npos) {
+    const std::string zone = percent == std::string::npos ? "" : host.substr(percent + 1);
+    return ::inet_pton(AF_INET6, host.substr(0, percent).c_str(), bytes) == 1 &&
+           (percent == std::string::npos || IsInterfaceName(zone));
+  }
+  if (::inet_pton(AF_INET, host.c_str(), bytes) == 1) return true;
+  if (host.empty() || host.size() > 253) return false;
+  size_t label = 0;
+  for (size_t i = 0; i <= host.size(); ++i) {
+    const char c = i < host.size() ? host[i] : '.';
+    if (c == '.') {
+      if (label == 0 || label > 63 || host[i - 1] == '-' || host[i - label] == '-') return false;
+      label = 0;
+    } else if (std::isalnum(static_cast<unsigned char>(c)) || c == '-') {
+      ++label;
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
 
 }  // namespace
 
@@ -214,7 +245,7 @@ int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& s
                                    const std::string& session, const std::string& api,
                                    int version, const std::string& method,
                                    const Json::Value& params, long connectionTimeout, int flag) {
-  if ((scheme != "https" && scheme != "http") || host.empty() || port < 1 || port > 65535 ||
+  if ((scheme != "https" && scheme != "http") || !IsUrlHost(host) || port < 1 || port > 65535 ||
       !(params.isObject() || params.isNull()) || flag != 0) {
     error_ = kBadArgument;
     return -1;

@@ -13,6 +13,13 @@
 
 namespace orva::platform {
 
+bool IsInterfaceName(const std::string& name) {
+  if (name.empty() || name.size() >= IFNAMSIZ || name == "." || name == "..") return false;
+  return std::none_of(name.begin(), name.end(), [](unsigned char c) {
+    return c <= 0x20 || c == 0x7f || c == '/' || c == ':';
+  });
+}
+
 int NetIfUp(const std::string& ifname) {
   if (ifname.empty() || ifname.size() >= IFNAMSIZ) return -1;
   int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);

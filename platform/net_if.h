@@ -6,6 +6,11 @@
 
 namespace orva::platform {
 
+// Whether the kernel could have an interface of this name: 1..15 bytes, not "." or "..", no
+// "/", ":", blank or control character. Helpers that put a name into a path or an argument
+// vector check it first, so "../x" can never reach a file name.
+bool IsInterfaceName(const std::string& name);
+
 // Sets IFF_UP on the interface (in the caller's network namespace): 0, or -1 when the
 // interface does not exist or the flag cannot be set.
 int NetIfUp(const std::string& ifname);

@@ -126,7 +126,7 @@ int RunCap(int argc, char** argv) {
 
   std::map<std::string, EthernetScanReplyEntry> result;
   try {
-    CAPScanSender scan(interfaceName);
+    CAPScanSender scan(interfaceName, "");
     scan.StartScan();
     std::this_thread::sleep_for(std::chrono::milliseconds(waitMs));
     scan.StopScan();

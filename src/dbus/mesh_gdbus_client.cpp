@@ -26,7 +26,8 @@ Result<std::string> TakeString(ERROR_CODE code, gchar* text) {
 
 template <typename T>
 Result<T> Decoded(ERROR_CODE code, const GVariantWrapper& out) {
-  if (code != ERROR_CODE::NONE) return {code, T{}};
+  // A refusal leaves the payload unset, also one whose error name maps to NONE.
+  if (code != ERROR_CODE::NONE || !out.IsSet()) return {code, T{}};
   return {code, Detail::DecodePayload<T>(out)};
 }
 

@@ -1,5 +1,7 @@
 #include "orvamesh/driver/hostap_helper.h"
 
+#include "platform/net_if.h"
+
 #include <csignal>
 #include <regex>
 
@@ -60,8 +62,14 @@ int HostapHelper::GetLastWPSPeerAddress(Mac& peer) {
 }
 
 bool HostapHelper::IsHostapdReadyImpl() {
-  // The client prints its connection failures on standard error; read them with the reply.
-  orva::platform::ProgramOutput output = orva::platform::ProgramOutput::Open({kClient, "-i", ifname_, "interface"}, true);
+  // Every operation asks this first, so a name that could escape a pid-file path stops here.
+  if (!orva::platform::IsInterfaceName(ifname_)) {
+    ORVA_LOG_ERR("Invalid interface name [%s]", ifname_.c_str());
+    return false;
+  }
+  // Standard output only, as for every other command: a client that can say nothing but an
+  // error on standard error has no hostapd to talk to.
+  orva::platform::ProgramOutput output = orva::platform::ProgramOutput::Open({kClient, "-i", ifname_, "interface"});
   if (!output) return false;
   char buffer[1024];
   bool anyLine = false;

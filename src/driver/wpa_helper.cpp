@@ -1,6 +1,10 @@
 #include "orvamesh/driver/wpa_helper.h"
 
+#include "platform/net_if.h"
+
 #include <netinet/ether.h>
+
+#include <algorithm>
 
 #include <cstring>
 
@@ -38,6 +42,11 @@ WPAHelper::WPAHelper(const std::string& ifname)
       confFile_(orva::platform::SystemRoot::Path("/usr/orva/etc/wpa_supplicant.conf." + ifname)) {}
 
 bool WPAHelper::IsWPASupplicantReady() {
+  // Every operation asks this first, so a name that could escape a file path stops here.
+  if (!orva::platform::IsInterfaceName(ifname_)) {
+    ORVA_LOG_ERR("Invalid interface name [%s]", ifname_.c_str());
+    return false;
+  }
   pid_t pid = orva::platform::ReadPidFile(pidFile_);
   if (pid <= 0 || !orva::platform::ProcAlive(pid)) return false;
   orva::platform::ProgramOutput output = orva::platform::ProgramOutput::Open({kClient, "-i", ifname_, "ping"});
@@ -52,10 +61,18 @@ bool WPAHelper::IsWPASupplicantReady() {
 int WPAHelper::SendCommand(const std::string& cmd, const std::vector<std::string>& args, std::string& result,
                            bool daemon) {
   if (!IsWPASupplicantReady()) return kNotReady;
+  // wpa_cli reads any word that starts with "-" as one of its own options, wherever it stands
+  // ("-a" runs an action script as root): such a word never reaches it.
+  const auto isOption = [](const std::string& word) { return !word.empty() && word[0] == '-'; };
+  if (isOption(cmd) || std::any_of(args.begin(), args.end(), isOption)) {
+    ORVA_LOG_ERR("Refusing a wpa_cli argument that starts with \"-\"");
+    return kExecFailed;
+  }
   return Detail::RunClient(kClient, ifname_, cmd, args, result, daemon, {kExecFailed, kCommandFailed});
 }
 
 int WPAHelper::ReadConfigKey(const char* key, std::string& out) {
+  if (!orva::platform::IsInterfaceName(ifname_)) return -1;
   char buffer[64];
   if (orva::platform::FileGetKeyValue(confFile_, key, buffer, sizeof buffer) < 1) return -1;
   out = buffer;
@@ -151,6 +168,7 @@ int WPAHelper::StartActionScript(const std::string& script) {
 }
 
 int WPAHelper::StopActionScript(const std::string& script) {
+  if (!orva::platform::IsInterfaceName(ifname_)) return kExecFailed;
   RunJob(kStop, script);
   return 0;
 }

@@ -61,13 +61,8 @@ void CAPScanSender::_StartScan() {
   // A receiver of an earlier scan still holds the response port.
   _StopScan();
 
-  std::optional<IPAddress> source;
-  if (sourceAddress_.empty()) {
-    source = Address::GetInterfaceIPv6LinkLocal(interfaceName_);
-    if (!source) ORVA_THROW(RuntimeException, "Fail to get [" + interfaceName_ + "] IPv6 link-local address");
-  } else {
-    source = IPAddress(sourceAddress_);
-  }
+  const std::optional<IPAddress> source = Address::GetInterfaceIPv6LinkLocal(interfaceName_);
+  if (!source) ORVA_THROW(RuntimeException, "Fail to get [" + interfaceName_ + "] IPv6 link-local address");
 
   std::vector<unsigned char> publicKey;
   std::vector<unsigned char> secretKey;

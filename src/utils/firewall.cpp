@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "orvamesh/base/log.h"
+#include "platform/net_if.h"
 #include "platform/text.h"
 
 namespace ORVA::MESH::SDK::Utils {
@@ -27,13 +28,11 @@ const char* ProtocolName(FirewallProtocol protocol) {
   return protocol == FirewallProtocol::kUdp ? "udp" : "tcp";
 }
 
-// Interface names as the kernel allows them; anything else could break out of the quoted
-// string of an nftables command.
+// Interface names as the kernel allows them, and none that could close the quoted string of
+// an nftables command. Empty means every interface.
 bool IsInterfaceName(const std::string& name) {
-  if (name.size() > 15 || name == "." || name == "..") return false;
-  return std::all_of(name.begin(), name.end(), [](unsigned char c) {
-    return std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '@';
-  });
+  return name.empty() ||
+         (orva::platform::IsInterfaceName(name) && name.find_first_of("\"\\") == std::string::npos);
 }
 
 // Names of tables and chains: the same rule keeps them from being read as nftables syntax.

@@ -54,8 +54,9 @@ bool ReadNumber(const std::string& path, const char* key, unsigned long max, uns
 
 std::string IdentityFilePath() { return orva::platform::SystemRoot::Path("/etc/orvamesh/identity"); }
 
-int GetNodeIdentity(NodeIdentity& identity) {
-  const std::string path = IdentityFilePath();
+int GetNodeIdentity(NodeIdentity& identity) { return ReadNodeIdentity(IdentityFilePath(), identity); }
+
+int ReadNodeIdentity(const std::string& path, NodeIdentity& identity) {
   struct stat st {};
   if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
     ORVA_LOG_ERR("Identity file [%s] is missing or not a regular file", path.c_str());

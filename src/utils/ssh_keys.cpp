@@ -182,7 +182,7 @@ namespace {
 std::map<std::string, std::string> ReadKnownHosts(const std::string& path) {
   std::map<std::string, std::string> entries;
   struct stat st {};
-  if (::lstat(path.c_str(), &st) != 0 && errno == ENOENT) return entries;
+  if (::stat(path.c_str(), &st) != 0 && errno == ENOENT) return entries;
   std::ifstream file(path);
   if (!S_ISREG(st.st_mode) || !file) ORVA_THROW(RuntimeException, "Cannot read known hosts [" + path + "]");
   std::string line;

@@ -53,7 +53,7 @@ struct Segment {
         responders.back()->StartListening();
       });
     }
-    cap->RunIn([&] { scan = std::make_unique<CAPScanSender>("eth0"); });
+    cap->RunIn([&] { scan = std::make_unique<CAPScanSender>("eth0", ""); });
   }
   ~Segment() {
     scan.reset();

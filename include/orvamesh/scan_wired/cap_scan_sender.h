@@ -39,10 +39,11 @@ class ORVA_EXPORT CAPScanSender {
   static constexpr unsigned short kProbePort = 7783;
   static constexpr unsigned short kResponsePort = 7784;
 
-  // `sourceAddress` empty: every scan uses the interface's current IPv6 link-local address
-  // (what the daemon wants, since REs answer link-local probers only). Otherwise that address
-  // is used as given; it must be one of the interface's own.
-  explicit CAPScanSender(const std::string& interfaceName, const std::string& sourceAddress = "");
+  // Every scan sends its probe from the interface's IPv6 link-local address as it is at scan
+  // time, since REs answer link-local probers only. `sourceAddress` is the daemon's own note of
+  // where it scans from: stored and reported by SourceAddress(), never used to send.
+  CAPScanSender(const std::string& interfaceName, const std::string& sourceAddress);
+  const std::string& SourceAddress() const noexcept { return sourceAddress_; }
   // Stops a running scan; never throws.
   virtual ~CAPScanSender();
   CAPScanSender(const CAPScanSender&) = delete;

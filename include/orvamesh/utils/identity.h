@@ -30,5 +30,7 @@ ORVA_EXPORT std::string IdentityFilePath();
 // Reads the identity file. 0 on success; -1 with one log line naming the file and the key
 // otherwise, `identity` then untouched.
 ORVA_EXPORT int GetNodeIdentity(NodeIdentity& identity);
+// The same for an identity file elsewhere (another node's, copied for inspection).
+ORVA_EXPORT int ReadNodeIdentity(const std::string& path, NodeIdentity& identity);
 
 }  // namespace ORVA::MESH::SDK::Utils

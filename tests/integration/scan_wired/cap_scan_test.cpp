@@ -53,7 +53,10 @@ class CAPScanOnABridge : public ::testing::Test {
     ORVA_REQUIRE_NETNS();
     lan_ = std::make_unique<Lan>();
     cap_ = &lan_->AddHost("cap");
-    cap_->RunIn([&] { scan_ = std::make_unique<CAPScanSender>("eth0"); });
+    // A global source text: REs answer only link-local probers, so every scan below that finds
+    // an RE shows the probe left from the link-local address all the same.
+    cap_->RunIn([&] { scan_ = std::make_unique<CAPScanSender>("eth0", "fd00:77::1"); });
+    EXPECT_EQ(scan_->SourceAddress(), "fd00:77::1");
   }
   void TearDown() override {
     scan_.reset();
@@ -201,7 +204,7 @@ TEST(CAPScanSetUp, FailsCleanlyOnAnInterfaceWithoutALinkLocalAddress) {
   AddVeth(&lonely, "d0", &lonely, "d1");
   const size_t fds = OpenDescriptorCount();
   lonely.RunIn([] {
-    CAPScanSender scan("d0");
+    CAPScanSender scan("d0", "fe80::1");
     try {
       scan.StartScan();
       ADD_FAILURE() << "StartScan did not throw";

@@ -58,13 +58,48 @@ TEST_F(FakeClients, HostapdReadinessIsAnyReplyWithoutAConnectionFailure) {
   EXPECT_EQ(root_.Calls(kHostapCli)[0], (std::vector<std::string>{"-i", "wlan0", "interface"}));
 }
 
-TEST_F(FakeClients, AnInterfaceNameReachesTheClientAsOneArgument) {
-  HostapHelper helper("wlan0; reboot");
+TEST_F(FakeClients, HostapdReadinessIgnoresWhatTheClientWritesToStandardError) {
+  root_.WriteFile(std::string(kHostapCli).substr(1), "#!/bin/sh\necho wlan0 >&2\n", 0755);
+  EXPECT_FALSE(HostapHelper("wlan0").IsHostapdReady());
+  root_.WriteFile(std::string(kHostapCli).substr(1), "#!/bin/sh\necho wlan0\necho warning >&2\n", 0755);
+  EXPECT_TRUE(HostapHelper("wlan0").IsHostapdReady());
+}
+
+TEST_F(FakeClients, ArgumentsReachTheClientAsWordsAndBadInterfaceNamesNeverDo) {
+  HostapHelper helper("wlan0");
   std::string result;
   EXPECT_EQ(helper.SendCommand("wps_pbc", {"a b", ""}, result, false), 0);
-  EXPECT_EQ(root_.Calls(kHostapCli),
-            (Calls{{"-i", "wlan0; reboot", "interface"}, {"-i", "wlan0; reboot", "wps_pbc", "a b", ""}}));
-  EXPECT_EQ(helper.GetVAPName(), "wlan0; reboot");
+  EXPECT_EQ(root_.Calls(kHostapCli), (Calls{{"-i", "wlan0", "interface"}, {"-i", "wlan0", "wps_pbc", "a b", ""}}));
+  root_.ClearCalls(kHostapCli);
+
+  // Names the kernel would refuse, some of which would reach a pid-file path.
+  for (const std::string name : std::vector<std::string>{"../../tmp/x", "wlan0; reboot", "", "a/b",
+                                 "sixteen-chars-xx", "..", "wl\tan0",
+                                 "wl\nan0", "eth0:1"}) {
+    HostapHelper ap(name);
+    EXPECT_FALSE(ap.IsHostapdReady()) << name;
+    EXPECT_EQ(ap.StopActionScript("/bin/act"), HostapHelper::kNotReady) << name;
+    WPAHelper sta(name);
+    EXPECT_FALSE(sta.IsWPASupplicantReady()) << name;
+    EXPECT_EQ(sta.StopActionScript("/bin/act"), WPAHelper::kExecFailed) << name;
+    std::string ssid;
+    EXPECT_EQ(sta.GetCurrentSSID(ssid), WPAHelper::kNotReady) << name;
+  }
+  EXPECT_TRUE(root_.Calls(kHostapCli).empty());
+  EXPECT_TRUE(root_.Calls(kWpaCli).empty());
+  EXPECT_TRUE(root_.Calls("/sbin/stop").empty());
+  EXPECT_TRUE(log_.Contains("Invalid interface name [../../tmp/x]"));
+}
+
+TEST_F(FakeClients, WordsThatWpaCliWouldTakeAsItsOwnOptionsAreRefused) {
+  WpaRunning("sta0");
+  WPAHelper helper("sta0");
+  std::string result;
+  EXPECT_NE(helper.UpdateVariable("ap_scan", "-a/tmp/evil"), 0);
+  EXPECT_EQ(helper.SendCommand("-B", {}, result, false), WPAHelper::kExecFailed);
+  EXPECT_EQ(helper.SendCommand("set", {"x", "-p/tmp"}, result, true), WPAHelper::kExecFailed);
+  for (const auto& call : root_.Calls(kWpaCli)) EXPECT_EQ(call, (std::vector<std::string>{"-i", "sta0", "ping"}));
+  EXPECT_TRUE(log_.Contains("starts with \"-\""));
 }
 
 TEST_F(FakeClients, ReplyJudgingIsTheSameForBothClients) {

@@ -68,6 +68,23 @@ TEST_F(WebapiPlatform, RefusesCallsItCannotMakeWithAReason) {
   EXPECT_EQ(manager.GetResponse(7), "");
 }
 
+TEST_F(WebapiPlatform, TakesOnlyAddressLiteralsAndHostNamesAsHosts) {
+  // Anything else could move the call, with the session's credentials, to another place.
+  const std::vector<std::pair<std::string, bool>> hosts = {
+      {"::1", true}, {"fe80::1%eth0", true}, {"192.168.1.20", true}, {"node-2.mesh.lan", true}, {"re1", true},
+      {"::1]:8443/evil?x=#", false}, {"fe80::1%eth0/x", false}, {"fe80::1%", false}, {"node/x", false},
+      {"user@node", false}, {"node:8443", false}, {"-node", false}, {"node..lan", false}, {"node lan", false},
+      {"node?x", false}, {std::string(64, 'a'), false}, {"192.168.1.20#x", false},
+  };
+  LogCapture capture;
+  for (const auto& [host, accepted] : hosts) {
+    CredRequestMgr manager;
+    const int id = manager.AddCredRequest(host, "https", 443, "mesh", "A", 1, "m", Json::Value(), 5, 0);
+    EXPECT_EQ(id == 0, accepted) << host;
+    if (!accepted) EXPECT_EQ(manager.GetError(), CredRequestMgr::kBadArgument) << host;
+  }
+}
+
 TEST_F(WebapiPlatform, RefusesUploadsThatAreNotReadableFiles) {
   CredRequestMgr manager;
   const int id = manager.AddCredRequest("::1", "https", 443, "mesh", "A", 1, "m", Json::Value(), 5, 0);
