@@ -13,6 +13,7 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "support/child.h"
 #include "platform/pid_file.h"
 #include "platform/process_runner.h"
 #include "support/fixture_root.h"
@@ -228,7 +229,7 @@ void FreeRadiusServer::Start() {
   ::unlink(LogFile().c_str());
   std::vector<std::string> argv = launcher_;
   argv.insert(argv.end(), {kServer, "-f", "-P", "-d", confDir_});
-  child_ = orva::platform::SpawnProgram(argv);
+  child_ = SpawnTied(argv);
   const bool ready = WaitUntil([&] {
     return Log().find("Ready to process requests") != std::string::npos || !orva::platform::ProcAlive(child_);
   }, std::chrono::seconds(20));

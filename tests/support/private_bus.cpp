@@ -11,6 +11,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "support/child.h"
 #include "platform/process_runner.h"
 #include "support/wait_until.h"
 
@@ -53,7 +54,7 @@ PrivateBus::PrivateBus() {
 </busconfig>
 )");
   // The program path is absolute on purpose: tests never use a fixture system root here.
-  pid_ = orva::platform::SpawnProgram({kDaemon, "--config-file=" + config, "--nofork", "--nopidfile"});
+  pid_ = SpawnTied({kDaemon, "--config-file=" + config, "--nofork", "--nopidfile"});
   if (pid_ <= 0) throw std::runtime_error("cannot start dbus-daemon");
   if (!WaitUntil([&] { return Accepts(socket); }, std::chrono::seconds(20))) {
     Kill();

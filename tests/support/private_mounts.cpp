@@ -25,6 +25,11 @@ std::string Enter() {
       return std::string("cannot mount a private ") + dir + ": " + std::strerror(errno);
     }
   }
+  // The wpa_cli and hostapd_cli clients leave their sockets (/tmp/wpa_ctrl_*) behind when they
+  // are killed; a private /tmp takes them, and any test directory, away with the namespace.
+  if (::mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") != 0) {
+    return std::string("cannot mount a private /tmp: ") + std::strerror(errno);
+  }
   return std::string();
 }
 

@@ -1,5 +1,7 @@
 #include "support/sshd_server.h"
 
+#include "support/child.h"
+
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <sched.h>
@@ -163,6 +165,7 @@ void SshdServer::Start(const std::string& address, const NetNs* netns) {
 
   pid_ = ::fork();
   if (pid_ == 0) {
+    TieToParent();
     auto fail = [logFd](const char* what) {
       (void)!::write(logFd, what, strlen(what));
       ::_exit(127);

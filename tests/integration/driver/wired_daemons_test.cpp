@@ -18,6 +18,7 @@
 #include "orvamesh/driver/wps_manager.h"
 #include "platform/pid_file.h"
 #include "platform/process_runner.h"
+#include "support/child.h"
 #include "support/fixture_root.h"
 #include "support/log_capture.h"
 #include "support/netns.h"
@@ -86,7 +87,7 @@ class WiredDaemons : public ::testing::Test {
                                               "interface=" + ap_ +
                                                   "\ndriver=wired\nctrl_interface=/var/run/hostapd\n"
                                                   "ieee8021x=1\neap_server=1\nwps_state=2\n");
-    hostapd_ = orva::platform::SpawnProgram(ns_->Exec({"/usr/sbin/hostapd", conf}));
+    hostapd_ = orva::test::SpawnTied(ns_->Exec({"/usr/sbin/hostapd", conf}));
     ASSERT_GT(hostapd_, 0);
     ASSERT_TRUE(WaitUntil([&] { return Exists("/var/run/hostapd/" + ap_); })) << "hostapd did not come up";
   }

@@ -16,6 +16,7 @@
 #include "orvamesh/radius/hostapd_radius_settings.h"
 #include "platform/pid_file.h"
 #include "platform/process_runner.h"
+#include "support/child.h"
 #include "support/fixture_root.h"
 #include "support/free_radius.h"
 #include "support/netns.h"
@@ -102,7 +103,7 @@ class AccessPointRadius : public ::testing::Test {
                             "eap_server=0\nown_ip_addr=127.0.0.1\nnas_identifier=mesh-ap\n"
                             "auth_server_addr=127.0.0.1\nauth_server_port=9\nauth_server_shared_secret=stale\n");
     hostapdConf_ = conf;
-    hostapd_ = orva::platform::SpawnProgram(ns_->Exec({"/usr/sbin/hostapd", conf}));
+    hostapd_ = orva::test::SpawnTied(ns_->Exec({"/usr/sbin/hostapd", conf}));
     ASSERT_GT(hostapd_, 0);
     // hostapd writes a pid file only when it daemonises; "ip netns exec" became hostapd.
     scratch_->WriteFile("hostapd.pid", std::to_string(hostapd_) + "\n");

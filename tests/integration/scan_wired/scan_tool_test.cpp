@@ -12,6 +12,7 @@
 
 #include "orvamesh/platform/ip_address.h"
 #include "platform/process_runner.h"
+#include "support/child.h"
 #include "support/lan.h"
 #include "support/wait_until.h"
 
@@ -25,7 +26,7 @@ const std::string kTool = std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-sc
 class RunningRE {
  public:
   explicit RunningRE(const NetNs& ns)
-      : pid_(orva::platform::SpawnProgram(ns.Exec({kTool, "re", "eth0", "--unique", "velanto_platc_hr3000", "--serial",
+      : pid_(orva::test::SpawnTied(ns.Exec({kTool, "re", "eth0", "--unique", "velanto_platc_hr3000", "--serial",
                                                    "US", "--name", "OrvaOS", "--version", "5.2.0", "--build", "4711",
                                                    "--update", "2", "--port", "8443"}))) {}
   ~RunningRE() {

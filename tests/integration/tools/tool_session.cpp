@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "support/child.h"
 #include "support/private_bus.h"
 #include "support/wait_until.h"
 
@@ -55,6 +56,7 @@ ToolRun RunTool(const std::string& program, const std::vector<std::string>& args
   auto argv = Argv(program, args);
   const pid_t pid = ::fork();
   if (pid == 0) {
+    TieToParent();
     const int devNull = ::open("/dev/null", O_RDONLY);
     ::dup2(devNull, STDIN_FILENO);
     ::dup2(outPipe[1], STDOUT_FILENO);
@@ -117,6 +119,7 @@ void SimDaemon::Start() {
   auto argv = Argv(SimdPath(), args);
   pid_ = ::fork();
   if (pid_ == 0) {
+    TieToParent();
     const int devNull = ::open("/dev/null", O_RDWR);
     ::dup2(devNull, STDIN_FILENO);
     ::dup2(devNull, STDOUT_FILENO);

@@ -20,6 +20,10 @@
 
 namespace {
 
+// Before any test directory exists: the small-disk test mounts below its root, and the test's
+// files go into the private /tmp.
+const bool gPrivateRun = orva::test::EnterPrivateRun().empty();
+
 using namespace ORVA::MESH::SDK::Upgrade;
 using orva::test::TempDir;
 

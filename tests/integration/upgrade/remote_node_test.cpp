@@ -12,6 +12,7 @@
 #include <json/json.h>
 #include <signal.h>
 #include "platform/process_runner.h"
+#include "support/child.h"
 #include "support/netns.h"
 #include "support/sshd_server.h"
 #include "support/wait_until.h"
@@ -179,7 +180,7 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
       cap.Exec({std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade", "group", "--state", state, "--image",
                 imagePath, "--sha256", sha, "--target", "5.3.0", "--nodes", nodesFile, "--parallel", "1"});
   ::setenv("ORVAMESH_SSH_PASSWORD", SshdServer::kPassword, 1);
-  const pid_t first = orva::platform::SpawnProgram(argv);
+  const pid_t first = orva::test::SpawnTied(argv);
   ASSERT_GT(first, 0);
   ASSERT_TRUE(orva::test::WaitUntil([&] { return ::access(nodes[1]->InHome("flashed").c_str(), F_OK) == 0; },
                                     std::chrono::seconds(30)));
