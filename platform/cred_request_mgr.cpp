@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <mutex>
 
 #include "orvamesh/platform/system_root.h"
@@ -127,6 +128,7 @@ struct CredRequest::State {
   curl_slist* headers = nullptr;
   curl_mime* mime = nullptr;
   std::string body;
+  size_t bodyRead = 0;  // bytes of the body handed to libcurl so far
   std::string answer;
   bool overflow = false;
   // Stall watch: the call ends when no byte moved either way for `stallLimit`.
@@ -157,6 +159,24 @@ size_t CollectAnswer(char* data, size_t size, size_t count, void* userdata) {
   }
   state->answer.append(data, bytes);
   return bytes;
+}
+
+size_t ReadBody(char* buffer, size_t size, size_t count, void* userdata) {
+  auto* state = static_cast<CredRequest::State*>(userdata);
+  const size_t bytes = std::min(size * count, state->body.size() - state->bodyRead);
+  std::memcpy(buffer, state->body.data() + state->bodyRead, bytes);
+  state->bodyRead += bytes;
+  return bytes;
+}
+
+// libcurl resends a request whose reused connection died, up to five times, by rewinding its
+// body. Once the call has gone out it may have been carried out (a node that reboots on the call
+// hangs up without answering), so the rewind is refused and the attempt fails: one attempt
+// delivers a call at most once.
+int RewindBody(void* userdata, curl_off_t offset, int origin) {
+  auto* state = static_cast<CredRequest::State*>(userdata);
+  if (origin != SEEK_SET || offset != 0 || state->bodyRead != 0) return CURL_SEEKFUNC_FAIL;
+  return CURL_SEEKFUNC_OK;
 }
 
 int WatchStall(void* userdata, curl_off_t, curl_off_t dlnow, curl_off_t, curl_off_t ulnow) {
@@ -196,7 +216,8 @@ bool CredRequest::SetUploadFile(const char* fieldName, const char* filePath) {
     state_->mime = curl_mime_init(state_->easy);
     curl_mimepart* call = state_->mime == nullptr ? nullptr : curl_mime_addpart(state_->mime);
     if (call == nullptr || curl_mime_name(call, "request") != CURLE_OK ||
-        curl_mime_data(call, state_->body.data(), state_->body.size()) != CURLE_OK ||
+        curl_mime_data_cb(call, static_cast<curl_off_t>(state_->body.size()), &ReadBody, &RewindBody, nullptr,
+                          state_.get()) != CURLE_OK ||
         curl_mime_type(call, "application/json") != CURLE_OK) {
       *state_->managerError = CredRequestMgr::kNoResources;
       return false;
@@ -291,9 +312,13 @@ int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& s
   ok = ok && curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https,http") == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_HTTPHEADER, state->headers) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_POSTFIELDS, state->body.c_str()) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(state->body.size())) ==
+  ok = ok && curl_easy_setopt(easy, CURLOPT_POST, 1L) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(state->body.size())) ==
                  CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_READFUNCTION, &ReadBody) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_READDATA, state.get()) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, &RewindBody) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_SEEKDATA, state.get()) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_HTTPAUTH, CURLAUTH_BASIC) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_USERNAME, credentials.user.c_str()) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_PASSWORD, credentials.password.c_str()) == CURLE_OK;

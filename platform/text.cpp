@@ -16,10 +16,17 @@ std::string TrimBlanks(std::string_view text) {
 
 bool ParseJsonText(std::string_view text, Json::Value& out) {
   Json::CharReaderBuilder builder;
+  // Our documents are a few levels deep; the reader throws, not fails, past its stack limit,
+  // so a hostile peer's 1,000 nested arrays must end here as a plain "not JSON".
+  builder["stackLimit"] = kMaxJsonDepth;
   std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
   Json::Value parsed;
   std::string errors;
-  if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) return false;
+  try {
+    if (!reader->parse(text.data(), text.data() + text.size(), &parsed, &errors)) return false;
+  } catch (const std::exception&) {
+    return false;
+  }
   out = std::move(parsed);
   return true;
 }

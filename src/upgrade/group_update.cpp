@@ -1,6 +1,10 @@
 #include "orvamesh/upgrade/group_update.h"
 
+#include "platform/text.h"
+
 #include <json/json.h>
+
+#include <iterator>
 #include <unistd.h>
 
 #include <condition_variable>
@@ -163,10 +167,9 @@ GroupReport GroupUpdate::Status(const std::string& stateFile) {
   std::ifstream in(stateFile);
   if (!in) return report;
   Json::Value root;
-  Json::CharReaderBuilder reader;
-  std::string errors;
-  if (!Json::parseFromStream(reader, in, &root, &errors) || !root.isObject() || !root["nodes"].isObject()) {
-    ORVA_THROW(GroupUpdateException, "the group-update file " + stateFile + " is not readable: " + errors);
+  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (!orva::platform::ParseJsonText(text, root) || !root.isObject() || !root["nodes"].isObject()) {
+    ORVA_THROW(GroupUpdateException, "the group-update file " + stateFile + " is not readable");
   }
   report.targetSha256 = root["target_sha256"].asString();
   for (const auto& id : root["nodes"].getMemberNames()) {

@@ -73,6 +73,8 @@ def answer_call(call, user, uploads):
     if api == "Test.Never":
         never.wait()
         return None
+    if api == "Test.Drop":  # a node that reboots on the call: read, then hang up unanswered
+        return None
     if api == "Test.FailTimes":
         with lock:
             key = params.get("key", "")

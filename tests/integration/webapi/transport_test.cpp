@@ -129,6 +129,19 @@ TEST_F(WebapiTransport, RetryGivesUpAfterTheLastPass) {
   EXPECT_TRUE(single.IsSuccess());
 }
 
+TEST_F(WebapiTransport, ACallReachesTheServerOncePerAttemptEvenOverADyingPooledConnection) {
+  LogCapture capture;
+  // Idle connections in the pool, then a server that reads the call and hangs up unanswered.
+  std::vector<Response> answers;
+  ASSERT_EQ(SendWebAPIs({Call("Node.Ok"), Call("Node.Ok"), Call("Node.Ok")}, answers, "lo"), 0);
+  Response single;
+  EXPECT_EQ(SendWebAPIRetry(Call("Test.Drop"), single, 0, "lo"), -1);
+  EXPECT_EQ(server_->CountCalls("Test.Drop"), 1u);
+  EXPECT_FALSE(single.IsValid());
+  EXPECT_EQ(SendWebAPIRetry(Call("Test.Drop"), single, 2, "lo"), -1);
+  EXPECT_EQ(server_->CountCalls("Test.Drop"), 4u);
+}
+
 TEST_F(WebapiTransport, TheLargestRetryCountSendsNothingYetTheTwoFormsDisagree) {
   Response single;
   EXPECT_EQ(SendWebAPIRetry(Call("Node.Ok"), single, 4294967295u, "lo"), -1);

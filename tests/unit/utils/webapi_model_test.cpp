@@ -88,6 +88,20 @@ TEST(Response, JudgesTheShapeOfTheAnswer) {
   }
 }
 
+TEST(Response, AnAnswerNestedTooDeepIsAFailedAnswerNotAnException) {
+  const auto nested = [](int depth) {
+    return R"({"success": true, "data": {"a": )" + std::string(depth, '[') + std::string(depth, ']') + "}}";
+  };
+  EXPECT_TRUE(Response(nested(50), "A", 1, "m").IsValid());
+  for (int depth : {64, 1001, 100000}) {
+    EXPECT_NO_THROW({
+      const Response response(nested(depth), "A", 1, "m");
+      EXPECT_FALSE(response.IsValid()) << depth;
+      EXPECT_FALSE(response.IsSuccess()) << depth;
+    });
+  }
+}
+
 TEST(Response, TypedGettersNeedASuccessfulAnswerAndTheRightType) {
   const Response ok(Parse(R"({"success": true, "data": {"i": 7, "big": 3000000000, "r": 1.5,
       "b": true, "s": "txt", "o": {"k": 1}, "a": [1]}})"), "A", 1, "m");
