@@ -351,6 +351,9 @@ std::string SSHWrapper::Execute(const std::string& command) const {
     WaitSocket();
   }
   ChannelFreer freer(channel, [this] { return WaitSocket(); });
+  // Standard error is not collected; left unread it would fill the channel's window and stall
+  // the command for good, so libssh2 drops it as it arrives.
+  ::libssh2_channel_handle_extended_data2(channel, LIBSSH2_CHANNEL_EXTENDED_DATA_IGNORE);
 
   int rc;
   while ((rc = Ssh().channel_exec(channel, command.data(), static_cast<unsigned int>(command.size()))) ==

@@ -100,6 +100,9 @@ TEST_F(SshSession, ExecuteReturnsWhatTheCommandWroteToStandardOutput) {
       {"echo only-on-stderr >&2", ""},
       {"no-such-command-here", ""},
       {"id -un", std::string(SshdServer::kUser) + "\n"},
+      // Standard error beyond the channel's window must not stall the command.
+      {"head -c 1000000 /dev/zero >&2; echo done", "done\n"},
+      {"head -c 3000000 /dev/zero >&2; echo done", "done\n"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(ssh->Execute(c.command), c.expected) << c.command;
