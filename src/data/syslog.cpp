@@ -1,6 +1,7 @@
 #include "orvamesh/data/syslog.h"
 
 #include <filesystem>
+#include <string_view>
 #include <stdexcept>
 #include <vector>
 
@@ -34,10 +35,20 @@ int Set(const std::string& key, const std::string& value) {
 
 // A serial is also a key of the file: it must not collide with the file's own keys or break
 // the space-separated list.
-bool IsUsableSerial(const std::string& serial) {
-  return !serial.empty() && serial.find_first_of(" \t\"") == std::string::npos && serial != kServerAddr &&
-         serial != kServerAddrType && serial != kClientSerials;
+// Kept on one line, never read as a comment or the end of a quote, and never expanded by a
+// shell that sources the file.
+bool IsPlainValue(const std::string& text) {
+  constexpr std::string_view kUnsafe("\0\r\n#\"'`$\\", 9);
+  return text.find_first_of(kUnsafe) == std::string::npos;
 }
+
+bool IsUsableSerial(const std::string& serial) {
+  return !serial.empty() && serial.find_first_of(" \t=") == std::string::npos && IsPlainValue(serial) &&
+         serial != kServerAddr && serial != kServerAddrType && serial != kClientSerials;
+}
+
+// The list is read back into a buffer of this size, terminator included.
+constexpr size_t kSerialListBuffer = 1024;
 
 }  // namespace
 
@@ -100,15 +111,27 @@ void Syslog::SaveServerIP(const orva::net::utils::IPAddress& address, const std:
 }
 
 void Syslog::SaveClientSerialsAndNames(const std::map<std::string, std::string>& serialsAndNames) {
-  ClearClientSerialsAndNames();
+  // Everything is checked before the file changes: a list that could not be read back would
+  // make every later save and clear fail until someone repaired the file by hand.
   std::string serials;
   for (const auto& [serial, name] : serialsAndNames) {
-    if (!IsUsableSerial(serial) || Set(serial, name) != 0) {
+    if (!IsUsableSerial(serial) || !IsPlainValue(name)) {
       ORVA_LOG_ERR("Failed to save mapping of serial and node name.");
       Fail("Failed to save mapping of serial and node name.");
     }
     if (!serials.empty()) serials += ' ';
     serials += serial;
+  }
+  if (serials.size() >= kSerialListBuffer) {
+    ORVA_LOG_ERR("Failed to save serials.");
+    Fail("Failed to save serials.");
+  }
+  ClearClientSerialsAndNames();
+  for (const auto& [serial, name] : serialsAndNames) {
+    if (Set(serial, name) != 0) {
+      ORVA_LOG_ERR("Failed to save mapping of serial and node name.");
+      Fail("Failed to save mapping of serial and node name.");
+    }
   }
   if (Set(kClientSerials, serials) != 0) {
     ORVA_LOG_ERR("Failed to save serials.");
@@ -118,7 +141,7 @@ void Syslog::SaveClientSerialsAndNames(const std::map<std::string, std::string>&
 
 void Syslog::ClearClientSerialsAndNames() {
   const std::string path = ConfPath();
-  char buffer[1024];
+  char buffer[kSerialListBuffer];
   if (orva::platform::FileGetKeyValue(path, kClientSerials, buffer, sizeof buffer) < 0) {
     ORVA_LOG_ERR("Failed to get serials.");
     Fail("Failed to get serials.");

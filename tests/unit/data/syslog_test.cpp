@@ -158,13 +158,36 @@ TEST_F(SyslogTest, AnUnreadableSerialListFailsTheClearAndTheSave) {
   EXPECT_TRUE(log_.Contains("Failed to get serials."));
 }
 
-TEST_F(SyslogTest, SerialsThatWouldCorruptTheFileAreRefused) {
-  for (const char* serial : {"", "A B", "server_addr", "client_serials", "a=b"}) {
+TEST_F(SyslogTest, SerialsAndNamesThatWouldCorruptTheFileAreRefusedWithTheFileUnchanged) {
+  root_.WriteFile(kConf, "# written by the mesh daemon\nkeep=\"me\"\nclient_serials=\"S0\"\nS0=\"Hall\"\n");
+  const std::string before = Conf();
+  const std::string nul("S\0x", 3);
+  for (const std::string& serial : std::vector<std::string>{"", "A B", "server_addr", "client_serials", "a=b", nul,
+                                                           "S\r1", "S\n1", "#S1", "S\"1", "S'1", "S$1", "S`1`"}) {
     EXPECT_EQ(Thrown([&] { Syslog::SaveClientSerialsAndNames({{serial, "name"}}); }),
               "Failed to save mapping of serial and node name.")
         << serial;
   }
-  EXPECT_EQ(Conf(), "# written by the mesh daemon\nkeep=\"me\"\n");
+  for (const std::string& name : std::vector<std::string>{"Ha\nll", "Hall\r", "#Hall", "Ha\"ll", "$(reboot)", "`id`",
+                                                         std::string("Ha\0ll", 5)}) {
+    EXPECT_EQ(Thrown([&] { Syslog::SaveClientSerialsAndNames({{"S1", name}}); }),
+              "Failed to save mapping of serial and node name.")
+        << name;
+  }
+  EXPECT_EQ(Conf(), before);
+}
+
+TEST_F(SyslogTest, AListTooLongToReadBackIsRefusedAndTheNextSaveStillWorks) {
+  std::map<std::string, std::string> many;
+  for (int i = 0; i < 120; ++i) many["SERIAL" + std::to_string(1000 + i)] = "n";  // 120 * 11 - 1 bytes
+  root_.WriteFile(kConf, "client_serials=\"S0\"\nS0=\"Hall\"\n");
+  const std::string before = Conf();
+  EXPECT_EQ(Thrown([&] { Syslog::SaveClientSerialsAndNames(many); }), "Failed to save serials.");
+  EXPECT_EQ(Conf(), before);
+  many.erase(many.begin(), std::next(many.begin(), 40));  // 80 * 11 - 1 = 879 bytes fit
+  Syslog::SaveClientSerialsAndNames(many);
+  Syslog::SaveClientSerialsAndNames({{"S1", "Attic"}});
+  EXPECT_EQ(Conf(), "S1=\"Attic\"\nclient_serials=\"S1\"\n");
 }
 
 TEST_F(SyslogTest, AMissingSettingsDirectoryFailsTheWrite) {
