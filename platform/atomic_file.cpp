@@ -30,13 +30,6 @@ std::string DirectoryOf(const std::string& path) {
   return slash == 0 ? "/" : path.substr(0, slash);
 }
 
-void SyncDirectoryOf(const std::string& path) {
-  const int dir = ::open(DirectoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dir >= 0) {
-    ::fsync(dir);
-    ::close(dir);
-  }
-}
 
 // The temporary file's name, complete on disk with its final mode.
 std::string WriteTemporary(const std::string& path, const std::string& content, mode_t mode) {
@@ -58,6 +51,14 @@ std::string WriteTemporary(const std::string& path, const std::string& content, 
 }
 
 }  // namespace
+
+void SyncDirectoryOf(const std::string& path) {
+  const int dir = ::open(DirectoryOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (dir >= 0) {
+    ::fsync(dir);
+    ::close(dir);
+  }
+}
 
 int WriteFileAtomically(const std::string& path, const std::string& content, mode_t mode) {
   const std::string temporary = path + ".tmp." + std::to_string(::getpid());

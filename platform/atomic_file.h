@@ -9,6 +9,9 @@
 
 namespace orva::platform {
 
+// fsync of the directory that holds `path`, so a rename into it survives a power cut.
+void SyncDirectoryOf(const std::string& path);
+
 // 0, or -1 with errno set; the temporary file is gone either way.
 int WriteFileAtomically(const std::string& path, const std::string& content, mode_t mode);
 

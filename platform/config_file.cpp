@@ -1,5 +1,7 @@
 #include "platform/config_file.h"
 
+#include "platform/atomic_file.h"
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -82,7 +84,9 @@ int WriteLines(const std::string& path, const std::vector<Line>& lines) {
   for (const Line& line : lines) {
     if (std::fputs(line.text.c_str(), out) == EOF || std::fputc('\n', out) == EOF) ok = false;
   }
-  if (std::fflush(out) != 0) ok = false;
+  // On disk before the rename: a router that loses power must find the old file or the new,
+  // never an empty one.
+  if (std::fflush(out) != 0 || ::fsync(fd) != 0) ok = false;
   // Keep the mode of the file being replaced; a new file gets the usual 0644.
   struct stat st;
   mode_t mode = ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0644;
@@ -92,6 +96,7 @@ int WriteLines(const std::string& path, const std::vector<Line>& lines) {
     ::unlink(tmp.c_str());
     return -1;
   }
+  SyncDirectoryOf(path);
   return 0;
 }
 

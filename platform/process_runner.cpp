@@ -46,9 +46,16 @@ pid_t Spawn(const std::vector<std::string>& argv, int stdoutFd, bool stderrToo =
 
   posix_spawn_file_actions_t actions;
   if (posix_spawn_file_actions_init(&actions) != 0) return -1;
-  posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  if (stdoutFd != -1) posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO);
-  if (stdoutFd != -1 && stderrToo) posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDERR_FILENO);
+  // A child whose descriptors could not be arranged would read or write the caller's own.
+  bool arranged = posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0) == 0;
+  if (arranged && stdoutFd != -1) {
+    arranged = posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO) == 0 &&
+               (!stderrToo || posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDERR_FILENO) == 0);
+  }
+  if (!arranged) {
+    posix_spawn_file_actions_destroy(&actions);
+    return -1;
+  }
 
   // The child starts with default signal dispositions and an empty mask, whatever the
   // calling thread blocked.
