@@ -185,8 +185,17 @@ int RunRe(int argc, char** argv) {
     responder.StartListening();
     std::cout << "answering probes on " << interfaceName << " as " << identity.unique << " serial "
               << identity.serial << "; stop with Ctrl-C" << std::endl;
-    int received = 0;
-    sigwait(&stopSignals, &received);
+    // A datagram the protocol does not allow ends the listener's thread (by design); a bench
+    // RE must not go silent for good, so the listener is restarted when that happens.
+    int received = -1;
+    const timespec watch{1, 0};
+    while ((received = sigtimedwait(&stopSignals, nullptr, &watch)) < 0) {
+      if (!responder.IsListening()) {
+        std::cerr << "orvamesh-scan: the listener on " << interfaceName << " stopped; restarting it" << std::endl;
+        responder.StopListening();
+        responder.StartListening();
+      }
+    }
     responder.StopListening();
     std::cout << "stopped by signal " << received << std::endl;
   } catch (const Exception::IpAddressNotExistException& e) {

@@ -68,6 +68,12 @@ void REScanResponder::StopListening() {
   }
 }
 
+bool REScanResponder::IsListening() const {
+  bool listening = false;
+  Mutex::CallWithLock(mutex_, [&] { listening = listener_ && listener_->IsReceiving(); });
+  return listening;
+}
+
 void REScanResponder::_StartListening() {
   if (listener_) return;
   auto listener = std::make_shared<WiredScanListener>(orva::net::utils::IPAddress(kProbeGroup),

@@ -241,9 +241,11 @@ void WiredScanListener::StartIOThread() {
   sigset_t previous;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &previous);
+  ioThreadAlive_ = true;
   int rc = ::pthread_create(&thread_, nullptr, &WiredScanListener::ThreadEntry, this);
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   if (rc != 0) {
+    ioThreadAlive_ = false;
     ORVA_THROW(RuntimeException, "Fail to start listening thread");
   }
 }
@@ -276,6 +278,7 @@ void WiredScanListener::LoopTask() {
     ORVA_LOG_ERR("Unhandled and unknown exception occured, terminating socket IO thread");
   }
   ORVA_LOG_INFO("socket IO thread terminated");
+  ioThreadAlive_ = false;
 }
 
 void WiredScanListener::ReceiveLoop() {

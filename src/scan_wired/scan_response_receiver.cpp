@@ -285,9 +285,11 @@ void WiredScanResponseReceiver::StartIOThread() {
   sigset_t previous;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &previous);
+  ioThreadAlive_ = true;
   int rc = ::pthread_create(&thread_, nullptr, &WiredScanResponseReceiver::ThreadEntry, this);
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
   if (rc != 0) {
+    ioThreadAlive_ = false;
     ORVA_THROW(RuntimeException, "Fail to start receiving thread");
   }
 }
@@ -320,6 +322,7 @@ void WiredScanResponseReceiver::LoopTask() {
     ORVA_LOG_ERR("Unhandled and unknown exception occured, terminating socket IO thread");
   }
   ORVA_LOG_INFO("socket IO thread terminated");
+  ioThreadAlive_ = false;
 }
 
 void WiredScanResponseReceiver::ReceiveLoop() {

@@ -40,6 +40,9 @@ class ORVA_EXPORT REScanResponder {
   // Both are idempotent.
   void StartListening();
   void StopListening();
+  // False when not started, stopped, or when the listener's IO thread has ended on a fault
+  // (a datagram the protocol does not allow ends it, on purpose); stop and start to recover.
+  bool IsListening() const;
 
   // The answer template with the current system uptime.
   ResponsePacket GetUptimeUpdatedResponse() const;
@@ -54,7 +57,7 @@ class ORVA_EXPORT REScanResponder {
   ResponsePacket response_;
   std::shared_ptr<WiredScanListener> listener_;
   int callbackId_ = -1;
-  Mutex mutex_;
+  mutable Mutex mutex_;
 };
 
 }  // namespace ORVA::MESH::SDK::ScanWired

@@ -53,6 +53,9 @@ class ORVA_EXPORT WiredScanListener {
   // Both are idempotent.
   void StartListening();
   void StopListening();
+  // Whether the IO thread still receives. False after a stop, and also when the thread ended
+  // by itself on a fault (the owner then stops and starts again to recover).
+  bool IsReceiving() const noexcept { return running_ && ioThreadAlive_; }
 
   // Returns the new callback's id; ids are never reused.
   int AddCallback(const Callback& callback);
@@ -93,6 +96,7 @@ class ORVA_EXPORT WiredScanListener {
   std::shared_ptr<PipeWrapper> pipe_;
   pthread_t thread_{};
   std::atomic<bool> running_{false};
+  std::atomic<bool> ioThreadAlive_{false};  // false once the IO thread has ended, by stop or fault
   std::atomic<bool> stopRequested_{false};
 
   std::map<int, Callback> callbacks_;

@@ -52,6 +52,9 @@ class ORVA_EXPORT WiredScanResponseReceiver {
   // Both are idempotent.
   void StartReceiving();
   void StopReceiving();
+  // Whether the IO thread still receives. False after a stop, and also when the thread ended
+  // by itself on a fault (the owner then stops and starts again to recover).
+  bool IsReceiving() const noexcept { return running_ && ioThreadAlive_; }
 
   // Returns the new callback's id; ids are never reused.
   int AddCallback(const Callback& callback);
@@ -96,6 +99,7 @@ class ORVA_EXPORT WiredScanResponseReceiver {
   std::shared_ptr<PipeWrapper> pipe_;
   pthread_t thread_{};
   std::atomic<bool> running_{false};
+  std::atomic<bool> ioThreadAlive_{false};  // false once the IO thread has ended, by stop or fault
   std::atomic<bool> stopRequested_{false};
 
   std::map<int, Callback> callbacks_;

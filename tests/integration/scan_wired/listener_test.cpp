@@ -154,14 +154,18 @@ TEST_F(ListenerOnTheWire, ACallbackMayDeleteItselfWhileBeingCalled) {
 TEST_F(ListenerOnTheWire, ANonExtPayloadEndsTheIOThreadUntilRestarted) {
   Record();
   Start();
+  EXPECT_TRUE(listener_->IsReceiving());
   Send({0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 1, 0x01});
   ASSERT_TRUE(WaitUntil([&] { return log_.Contains("socket IO thread terminated"); }));
   EXPECT_TRUE(log_.Contains("Unhandled exception occured, terminating socket IO thread: "));
+  EXPECT_TRUE(WaitUntil([&] { return !listener_->IsReceiving(); })) << "the owner can see it";
 
   re_->RunIn([&] {
     listener_->StopListening();
+    EXPECT_FALSE(listener_->IsReceiving());
     listener_->StartListening();
   });
+  EXPECT_TRUE(listener_->IsReceiving());
   Send(BuildProbePacket(ProbePacket(MakeKeyPair().publicKey)));
   EXPECT_TRUE(WaitUntil([&] { return Seen() == 1; }));
 }

@@ -15,6 +15,7 @@
 #include "support/child.h"
 #include "support/lan.h"
 #include "support/wait_until.h"
+#include "scan_peer.h"
 
 namespace {
 
@@ -102,6 +103,19 @@ TEST_F(ScanTool, AResponderAndAScanInTwoNamespacesFindEachOther) {
   ASSERT_EQ(Cap({"eth0", "--wait", "200"}, &line), 0);
   EXPECT_EQ(line.rfind(re_->Mac("eth0") + "  " + re_->LinkLocal("eth0") + "  velanto_platc_hr3000  serial=US", 0), 0u)
       << line;
+  EXPECT_EQ(re.Stop(), 0);
+}
+
+TEST_F(ScanTool, AResponderWhoseListenerWasKnockedOutComesBack) {
+  RunningRE re(*re_);
+  auto found = [&] {
+    std::string out;
+    return Cap({"eth0", "--wait", "200", "--json"}, &out) == 0 && JsonLines(out).size() == 1;
+  };
+  ASSERT_TRUE(WaitUntil(found));
+  // A non-ext msgpack element ends the listener's thread by design; the tool restarts it.
+  UdpPeer(*cap_, AF_INET6).SendTo("ff02::1", 7783, {0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 1, 0x01});
+  EXPECT_TRUE(WaitUntil(found));
   EXPECT_EQ(re.Stop(), 0);
 }
 
