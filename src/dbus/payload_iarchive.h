@@ -32,6 +32,18 @@ class PayloadIArchive
   // Everything the base reads (arrays, class information) still goes through the same
   // ByteSource, so both kinds of read stay at one position.
   using Base::load;
+  using Base::load_override;
+
+  // Every element of a container takes at least one byte, so a count beyond the bytes left is
+  // a lie; refused before the container reserves room for it, so a hostile reply cannot make
+  // the client allocate gigabytes.
+  void load_override(boost::serialization::collection_size_type& count) {
+    Base::load_override(count);
+    if (static_cast<std::size_t>(count) > static_cast<std::size_t>(source_.in_avail())) {
+      boost::serialization::throw_exception(
+          boost::archive::archive_exception(boost::archive::archive_exception::input_stream_error));
+    }
+  }
   template <typename T>
   void load(T& value) {
     if constexpr (std::is_arithmetic_v<T> || std::is_enum_v<T>) {
@@ -40,6 +52,16 @@ class PayloadIArchive
     } else {
       Base::load(value);  // the archive's own bookkeeping types
     }
+  }
+  // A bool byte other than 0 or 1 is a damaged payload; reading it into a bool would be
+  // undefined behaviour.
+  void load(bool& value) {
+    const std::string_view byte = Take(1);
+    if (byte[0] != 0 && byte[0] != 1) {
+      boost::serialization::throw_exception(
+          boost::archive::archive_exception(boost::archive::archive_exception::input_stream_error));
+    }
+    value = byte[0] == 1;
   }
   void load(std::string& text) {
     std::size_t length = 0;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include <boost/archive/archive_exception.hpp>
 #include <map>
 #include <string>
@@ -129,6 +131,29 @@ TEST(PayloadReader, TruncatedBytesFailWithTheArchiveException) {
   for (std::size_t cut = 0; cut < full.size(); cut += 7) {
     const GVariantWrapper truncated = BytesToGVariant(full.substr(0, cut));
     EXPECT_THROW(Dbus::Detail::DecodePayload<Client::NodeInfoMap>(truncated), boost::archive::archive_exception) << cut;
+  }
+}
+
+TEST(PayloadReader, ACountBeyondTheBytesLeftFailsBeforeAnythingIsAllocated) {
+  // A vector of node ids claiming 2^40 elements, then four bytes.
+  std::string bytes(8, '\0');
+  const uint64_t count = uint64_t{1} << 40;
+  std::memcpy(bytes.data(), &count, sizeof count);
+  bytes += std::string(4, '\x01');
+  EXPECT_THROW(Dbus::Detail::DecodePayload<Client::NodeIdList>(BytesToGVariant(bytes)),
+               boost::archive::archive_exception);
+  EXPECT_THROW(Dbus::Detail::DecodePayload<Client::NodeInfoMap>(BytesToGVariant(bytes)),
+               boost::archive::archive_exception);
+}
+
+TEST(PayloadReader, ABoolByteOtherThanZeroOrOneIsADamagedPayload) {
+  const std::string good = BytesOf(ObjectToGVariant(Client::LedBlinkingMap{{7, true}}));
+  ASSERT_EQ(good.back(), '\x01');
+  for (char damaged : {'\x02', '\x0a', '\xff'}) {
+    std::string bytes = good;
+    bytes.back() = damaged;
+    EXPECT_THROW(Dbus::Detail::DecodePayload<Client::LedBlinkingMap>(BytesToGVariant(bytes)),
+                 boost::archive::archive_exception);
   }
 }
 
