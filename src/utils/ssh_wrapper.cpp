@@ -15,6 +15,7 @@
 #include <cstring>
 #include <functional>
 #include <mutex>
+#include <vector>
 
 #include "orvamesh/base/exception.h"
 #include "orvamesh/base/log.h"
@@ -32,6 +33,10 @@ using Seam::Ssh;
 constexpr int kConnectTimeoutMs = 5000;
 constexpr int kSocketWaitMs = 10000;
 constexpr size_t kSendChunk = 1024;
+// The file is still read kSendChunk bytes at a time, but handed to libssh2 in pieces this
+// large: each channel write costs a packet and a MAC, which on a router's CPU is what limits
+// a firmware upload.
+constexpr size_t kSendBuffer = 64 * 1024;
 constexpr size_t kReceiveChunk = 8192;
 constexpr char kFingerprintPrefix[] = "SHA256:";
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -405,35 +410,48 @@ void SSHWrapper::CopyFileToRemote(const std::string& local, const std::string& r
   }
   ChannelFreer freer(channel, [this] { return WaitSocket(); });
 
-  char chunk[kSendChunk];
+  std::vector<char> buffer(std::min(kSendBuffer, std::max<size_t>(size, 1)));
   size_t sent = 0;
   while (sent < size) {
-    ssize_t got = ::read(fd, chunk, std::min(sizeof(chunk), size - sent));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) ORVA_THROW(RuntimeException, "Failed to read file: " + local + ", errno: " + ErrnoText(errno));
-    if (got == 0) {
-      // The file shrank while it was being sent; the peer expects the announced size.
-      ORVA_THROW(RuntimeException, "File [" + local + "] ended after [" + std::to_string(sent) + "] of [" +
-                                       std::to_string(size) + "] bytes.");
-    }
-    const char* next = chunk;
-    size_t left = static_cast<size_t>(got);
-    while (left > 0) {
-      ssize_t written = Ssh().channel_write(channel, next, left);
-      if (written == LIBSSH2_ERROR_EAGAIN) {
-        WaitSocket();
-        continue;
-      }
-      if (written < 0) ORVA_THROW(RuntimeException, "Failed to error code: " + std::to_string(written));
-      next += written;
-      left -= static_cast<size_t>(written);
-    }
-    sent += static_cast<size_t>(got);
+    const size_t filled = FillSendBuffer(fd, local, buffer, sent, size);
+    WriteChannel(channel, buffer.data(), filled);
+    sent += filled;
   }
 
   while (::libssh2_channel_send_eof(channel) == LIBSSH2_ERROR_EAGAIN) WaitSocket();
   while (::libssh2_channel_wait_eof(channel) == LIBSSH2_ERROR_EAGAIN) WaitSocket();
   while (::libssh2_channel_wait_closed(channel) == LIBSSH2_ERROR_EAGAIN) WaitSocket();
+}
+
+size_t SSHWrapper::FillSendBuffer(int fd, const std::string& local, std::vector<char>& buffer, size_t sent,
+                                  size_t size) const {
+  const size_t want = std::min(buffer.size(), size - sent);
+  size_t filled = 0;
+  while (filled < want) {
+    const ssize_t got = ::read(fd, buffer.data() + filled, std::min(kSendChunk, want - filled));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) ORVA_THROW_IN(RuntimeException, "CopyFileToRemote", "Failed to read file: " + local + ", errno: " + ErrnoText(errno));
+    if (got == 0) {
+      // The file shrank while it was being sent; the peer expects the announced size.
+      ORVA_THROW_IN(RuntimeException, "CopyFileToRemote", "File [" + local + "] ended after [" +
+                    std::to_string(sent + filled) + "] of [" + std::to_string(size) + "] bytes.");
+    }
+    filled += static_cast<size_t>(got);
+  }
+  return filled;
+}
+
+void SSHWrapper::WriteChannel(LIBSSH2_CHANNEL* channel, const char* data, size_t length) const {
+  while (length > 0) {
+    const ssize_t written = Ssh().channel_write(channel, data, length);
+    if (written == LIBSSH2_ERROR_EAGAIN) {
+      WaitSocket();
+      continue;
+    }
+    if (written < 0) ORVA_THROW_IN(RuntimeException, "CopyFileToRemote", "Failed to error code: " + std::to_string(written));
+    data += written;
+    length -= static_cast<size_t>(written);
+  }
 }
 
 void SSHWrapper::CopyFileToRemote(const std::string& path) const { CopyFileToRemote(path, path); }

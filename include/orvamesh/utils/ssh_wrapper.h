@@ -29,10 +29,12 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "orvamesh/export.h"
 
 struct _LIBSSH2_SESSION;
+struct _LIBSSH2_CHANNEL;
 
 namespace ORVA::MESH::SDK {
 
@@ -99,6 +101,8 @@ class ORVA_EXPORT SSHWrapper {
   void CheckHostKey(const HostKeyFingerprint* expectedHostKey);
   void Authenticate();
   int WaitSocket() const;
+  size_t FillSendBuffer(int fd, const std::string& local, std::vector<char>& buffer, size_t sent, size_t size) const;
+  void WriteChannel(_LIBSSH2_CHANNEL* channel, const char* data, size_t length) const;
   std::string GetIPv6String() const;
   std::string LastError() const;
   void ClearAll() noexcept;
