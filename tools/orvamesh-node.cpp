@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "common/front_door.h"
 #include "orvamesh/utils/firewall.h"
 #include "orvamesh/utils/identity.h"
 #include "orvamesh/utils/utilization_sampler.h"
@@ -27,7 +28,8 @@ constexpr int kExitUsage = 2;
 const char kUsage[] =
     "Usage: orvamesh-node identity [--json]\n"
     "       orvamesh-node utilization [--json] [--follow]\n"
-    "       orvamesh-node firewall [--json]\n\n"
+    "       orvamesh-node firewall [--json]\n"
+    "       orvamesh-node --help | --version\n\n"
     "Shows this node's identity (from the identity file), its CPU, memory and uptime, or the\n"
     "ports the mesh has opened in the firewall. Set ORVAMESH_SYSTEM_ROOT to read another root.\n";
 
@@ -120,10 +122,12 @@ int FirewallList(bool json) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  int status = 0;
+  if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-node", kUsage, status)) return status;
   const std::vector<std::string> words(argv + 1, argv + argc);
-  if (words.empty() || words[0] == "-h" || words[0] == "--help") {
-    (words.empty() ? std::cerr : std::cout) << kUsage;
-    return words.empty() ? kExitUsage : 0;
+  if (words.empty()) {
+    std::cerr << kUsage;
+    return kExitUsage;
   }
   bool json = false;
   bool follow = false;

@@ -30,6 +30,7 @@
 #include <json/json.h>
 
 #include "orvamesh/orvamesh.h"
+#include "common/front_door.h"
 
 namespace {
 
@@ -39,9 +40,10 @@ using namespace ORVA::MESH::SDK::ScanWired;
 enum ExitCode { kOk = 0, kFailure = 1, kUsage = 2, kNoInterface = 3, kNoLinkLocal = 4, kNoPrivilege = 5, kPortBusy = 6 };
 
 const char* const kUsageText =
-    "usage: orvamesh-scan cap IFACE [--wait MS] [--json]\n"
-    "       orvamesh-scan re IFACE --unique U --serial S [--name N] [--version V] [--build B]\n"
-    "                            [--update U] [--port P]\n";
+    "Usage: orvamesh-scan cap IFACE [--wait MS] [--json]\n"
+    "       orvamesh-scan re IFACE [--unique U] [--serial S] [--name N] [--version V] [--build B]\n"
+    "                              [--update U] [--port P]\n"
+    "       orvamesh-scan --help | --version\n";
 
 struct UsageError {
   std::string message;
@@ -215,10 +217,12 @@ int main(int argc, char** argv) {
   Log::SetSink([verbose](int priority, const std::string& line) {
     if (verbose || priority <= LOG_ERR) std::cerr << "orvamesh-scan: " << line << "\n";
   });
+  int status = kOk;
+  if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-scan", kUsageText, status)) return status;
   try {
     if (argc < 3) throw UsageError{""};
     const std::string role = argv[1];
-    if (role == "cap") return RunCap(argc, argv);
+    if (role == "cap") return orvatools::FinishOutput("orvamesh-scan", RunCap(argc, argv));
     if (role == "re") return RunRe(argc, argv);
     throw UsageError{"unknown role \"" + role + "\""};
   } catch (const UsageError& e) {

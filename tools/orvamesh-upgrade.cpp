@@ -30,6 +30,7 @@
 
 #include <json/json.h>
 
+#include "common/front_door.h"
 #include "orvamesh/orvamesh.h"
 
 namespace {
@@ -260,8 +261,17 @@ int Status(const Options& o) {
 }
 
 const char* const kUsageText =
-    "usage: orvamesh-upgrade check|download|node|group|status [options]\n"
-    "       (see the comment at the top of tools/orvamesh-upgrade.cpp or README.md)\n";
+    "Usage: orvamesh-upgrade check    --server URL --key HEX [--ca FILE] IDENTITY [--force] [--json]\n"
+    "       orvamesh-upgrade download --server URL --key HEX [--ca FILE] IDENTITY --dir DIR [--force] [--json]\n"
+    "       orvamesh-upgrade node     --image FILE --sha256 HEX --target VERSION\n"
+    "                                 (--local [--writer PATH] | --host ADDR [--port P] --user U)\n"
+    "       orvamesh-upgrade group    --state FILE --image FILE --sha256 HEX --target VERSION\n"
+    "                                 --nodes FILE [--parallel N] [--json]\n"
+    "       orvamesh-upgrade status   --state FILE [--json]\n"
+    "       orvamesh-upgrade --help | --version\n"
+    "IDENTITY: --model UNIQUE --version V --build N --update N --serial S (of the running node).\n"
+    "The SSH password comes from ORVAMESH_SSH_PASSWORD. Exit status: 0 done, 1 failed,\n"
+    "2 bad command line, 3 no newer image offered, 4 the group update stopped with failed nodes.\n";
 
 }  // namespace
 
@@ -272,12 +282,10 @@ int main(int argc, char** argv) {
   const std::map<std::string, int (*)(const Options&)> commands = {
       {"check", &Check}, {"download", &Download}, {"node", &Node}, {"group", &Group}, {"status", &Status}};
   try {
-    if (argc >= 2 && (std::string(argv[1]) == "-h" || std::string(argv[1]) == "--help")) {
-      std::cout << kUsageText;
-      return kOk;
-    }
+    int status = kOk;
+    if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-upgrade", kUsageText, status)) return status;
     if (argc < 2 || commands.count(argv[1]) == 0) throw UsageError{argc < 2 ? "" : std::string("unknown command \"") + argv[1] + "\""};
-    return commands.at(argv[1])(Options(argc, argv, {"force", "json", "local"}));
+    return orvatools::FinishOutput("orvamesh-upgrade", commands.at(argv[1])(Options(argc, argv, {"force", "json", "local"})));
   } catch (const UsageError& e) {
     if (!e.message.empty()) std::cerr << "orvamesh-upgrade: " << e.message << "\n";
     std::cerr << kUsageText;

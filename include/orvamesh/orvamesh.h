@@ -1,6 +1,7 @@
 #pragma once
 // The whole public interface of liborvamesh. Including this one header is enough; the
 // per-concept headers below may also be included on their own.
+#include "orvamesh/version.h"
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/client/local_utilization.h"
 #include "orvamesh/client/mesh_client.h"

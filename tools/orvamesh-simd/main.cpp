@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 
+#include "../common/front_door.h"
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/dbus/gdbus_common.h"
 #include "orvamesh/dbus/mesh_dbus_codegen.h"
@@ -338,9 +339,11 @@ int main(int argc, char** argv) {
   long tickMs = 200;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::fputs(kUsage, stdout);
-      return 0;
+    if (arg == "--help" || arg == "-h" || arg == "--version") {
+      int status = 0;
+      char* words[] = {argv[0], argv[i]};
+      orvatools::AnswerFrontDoor(2, words, "orvamesh-simd", kUsage, status);
+      return status;
     } else if (arg == "--bus" || arg == "--tick-ms") {
       if (i + 1 >= argc) return Usage(arg + " needs a value");
       const std::string value = argv[++i];

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "../common/front_door.h"
 #include "cli.h"
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/client/mesh_client.h"
@@ -591,7 +592,8 @@ void PrintCommandHelp(const Command& command) {
 
 void PrintHelp(std::ostream& out) {
   out << "Usage: orvamesh [--bus ADDRESS] [--compact] SUBCOMMAND [ARGS]\n"
-         "       orvamesh SUBCOMMAND --help\n\n"
+         "       orvamesh SUBCOMMAND --help\n"
+         "       orvamesh --version\n\n"
          "Calls the mesh daemon (com.velanto.mesh) on the system bus and prints the result as JSON.\n"
          "  --bus ADDRESS  use the bus at ADDRESS (sets DBUS_SYSTEM_BUS_ADDRESS)\n"
          "  --compact      one-line JSON\n\n"
@@ -609,10 +611,15 @@ int Main(int argc, char** argv) {
   size_t at = 0;
   std::string bus;
   bool compact = false;
-  for (; at < words.size() && words[at].rfind("--", 0) == 0; ++at) {
+  for (; at < words.size() && (words[at].rfind("--", 0) == 0 || words[at] == "-h"); ++at) {
     if (words[at] == "--help" || words[at] == "-h") {
       PrintHelp(std::cout);
       return kExitOk;
+    } else if (words[at] == "--version") {
+      int status = kExitOk;
+      char* versionWords[] = {argv[0], const_cast<char*>("--version")};
+      orvatools::AnswerFrontDoor(2, versionWords, "orvamesh", "", status);
+      return status;
     } else if (words[at] == "--compact") {
       compact = true;
     } else if (words[at] == "--bus") {
@@ -669,7 +676,7 @@ int Main(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return orvacli::Main(argc, argv);
+    return orvatools::FinishOutput("orvamesh", orvacli::Main(argc, argv));
   } catch (const std::exception& e) {
     std::cerr << "orvamesh: " << e.what() << std::endl;
     return orvacli::kExitUnfinished;
