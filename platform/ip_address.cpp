@@ -101,7 +101,7 @@ std::string IPAddress::ToString() const {
   char text[INET6_ADDRSTRLEN];
   if (::inet_ntop(GetAddressFamily(), bytes_.data(), text, sizeof text) == nullptr) {
     ORVA_THROW_IN(Exception::RuntimeException, "ToString",
-                  "inet_ntop failed, errno: [" + std::to_string(errno) + "]");
+                  ::ORVA::MESH::SDK::Exception::WithErrno("inet_ntop failed", errno));
   }
   return text;
 }

@@ -51,7 +51,7 @@ EthernetScanReplyEntry::EthernetScanReplyEntry(const ResponsePacket& response, b
 Json::Value EthernetScanReplyEntry::ToJson() const {
   char ipv6Text[INET6_ADDRSTRLEN];
   if (inet_ntop(AF_INET6, &ipv6Address_, ipv6Text, sizeof ipv6Text) == nullptr) {
-    ORVA_THROW(Exception::RuntimeException, "inet_ntop failed, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(Exception::RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("inet_ntop failed", errno));
   }
   // ether_ntoa's form through its reentrant twin: entries are written from several threads.
   char macText[3 * 6];
@@ -98,7 +98,7 @@ EthernetScanReplyEntry EthernetScanReplyEntry::FromJson(const Json::Value& json)
   }
   if (parsed < 0) {
     ORVA_THROW(Exception::RuntimeException,
-               "inet_pton failed on [" + ipv6Text + "], errno: [" + std::to_string(errno) + "]");
+               "inet_pton failed on [" + ipv6Text + ::ORVA::MESH::SDK::Exception::WithErrno("]", errno));
   }
   const std::string macText = json["mac_address"].asString();
   ether_addr mac{};

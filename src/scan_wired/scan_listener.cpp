@@ -65,7 +65,7 @@ WiredScanListener::WiredScanListener(const orva::net::utils::IPAddress& group,
       ORVA_THROW(InvalidArgumentException,
                  "Interface with index [" + std::to_string(interfaceIndex) + "] does not exist");
     }
-    ORVA_THROW(RuntimeException, "Fail to check if interface exist, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to check if interface exist", errno));
   }
   ValidateGroup();
 }
@@ -202,7 +202,7 @@ unsigned short WiredScanListener::_GetListeningPort() const {
   sockaddr_storage address{};
   socklen_t length = sizeof(address);
   if (::getsockname(socket_->GetFd(), reinterpret_cast<sockaddr*>(&address), &length) == -1) {
-    ORVA_THROW(RuntimeException, "Fail to getsockname, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to getsockname", errno));
   }
   if (length != sizeof(sockaddr_in6)) ORVA_THROW(RuntimeException, "Address info truncated");
   return ntohs(reinterpret_cast<const sockaddr_in6*>(&address)->sin6_port);
@@ -216,7 +216,7 @@ void WiredScanListener::SocketSetup() {
   ipv6_mreq membership{};
   int parsed = ::inet_pton(AF_INET6, text.c_str(), &membership.ipv6mr_multiaddr);
   if (parsed == 0) ORVA_THROW(RuntimeException, "Ill-formed address [" + text + "]");
-  if (parsed == -1) ORVA_THROW(RuntimeException, "Fail to inet_pton, errno: [" + std::to_string(errno) + "]");
+  if (parsed == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to inet_pton", errno));
   membership.ipv6mr_interface = interfaceIndex_;
   if (::setsockopt(socket_->GetFd(), IPPROTO_IPV6, IPV6_ADD_MEMBERSHIP, &membership, sizeof(membership)) == -1) {
     ORVA_THROW(RuntimeException, "Fail to set IPV6_ADD_MEMBERSHIP for socket");
@@ -230,7 +230,7 @@ void WiredScanListener::SocketSetup() {
   local.sin6_scope_id = interfaceIndex_;
   if (::bind(socket_->GetFd(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) == -1) {
     ORVA_THROW(RuntimeException, "Fail to bind [" + text + "][" + std::to_string(port_) +
-                                     "], errno: [" + std::to_string(errno) + "]");
+                                     ::ORVA::MESH::SDK::Exception::WithErrno("]", errno));
   }
 }
 
@@ -362,7 +362,7 @@ std::vector<unsigned char> WiredScanListener::ReceivePacket(sockaddr_storage& so
                         reinterpret_cast<sockaddr*>(&source), &sourceLength);
   } while (length == -1 && errno == EINTR);
   if (length == -1) {
-    ORVA_THROW(RuntimeException, "Fail to receive packet, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to receive packet", errno));
   }
   if (sourceLength > sizeof(source)) {
     ORVA_THROW(RuntimeException, "Source address size [" + std::to_string(sizeof(source)) +

@@ -101,7 +101,7 @@ WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPA
       ORVA_THROW(InvalidArgumentException,
                  "Interface with index [" + std::to_string(interfaceIndex) + "] does not exist");
     }
-    ORVA_THROW(RuntimeException, "Fail to check if interface exist, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to check if interface exist", errno));
   }
   ValidateAddress();
   ValidatePublicKey();
@@ -244,7 +244,7 @@ unsigned short WiredScanResponseReceiver::_GetListeningPort() const {
   sockaddr_storage address{};
   socklen_t length = sizeof(address);
   if (::getsockname(socket_->GetFd(), reinterpret_cast<sockaddr*>(&address), &length) == -1) {
-    ORVA_THROW(RuntimeException, "Fail to getsockname, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to getsockname", errno));
   }
   if (length != sizeof(sockaddr_in6)) ORVA_THROW(RuntimeException, "Address info truncated");
   return ntohs(reinterpret_cast<const sockaddr_in6*>(&address)->sin6_port);
@@ -258,7 +258,7 @@ void WiredScanResponseReceiver::SocketSetup() {
   sockaddr_in6 local{};
   int parsed = ::inet_pton(AF_INET6, text.c_str(), &local.sin6_addr);
   if (parsed == 0) ORVA_THROW(RuntimeException, "Ill-formed address [" + text + "]");
-  if (parsed == -1) ORVA_THROW(RuntimeException, "Fail to inet_pton, errno: [" + std::to_string(errno) + "]");
+  if (parsed == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to inet_pton", errno));
   if (address_.IsMulticast()) {
     ipv6_mreq membership{};
     membership.ipv6mr_multiaddr = local.sin6_addr;
@@ -274,7 +274,7 @@ void WiredScanResponseReceiver::SocketSetup() {
   local.sin6_scope_id = interfaceIndex_;
   if (::bind(socket_->GetFd(), reinterpret_cast<const sockaddr*>(&local), sizeof(local)) == -1) {
     ORVA_THROW(RuntimeException, "Fail to bind [" + text + "][" + std::to_string(port_) +
-                                     "], errno: [" + std::to_string(errno) + "]");
+                                     ::ORVA::MESH::SDK::Exception::WithErrno("]", errno));
   }
 }
 
@@ -406,7 +406,7 @@ std::vector<unsigned char> WiredScanResponseReceiver::ReceivePacket(sockaddr_sto
                         reinterpret_cast<sockaddr*>(&source), &sourceLength);
   } while (length == -1 && errno == EINTR);
   if (length == -1) {
-    ORVA_THROW(RuntimeException, "Fail to receive packet, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to receive packet", errno));
   }
   if (sourceLength > sizeof(source)) {
     ORVA_THROW(RuntimeException, "Source address size [" + std::to_string(sizeof(source)) +

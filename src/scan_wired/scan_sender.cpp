@@ -42,7 +42,7 @@ WiredScanSender::WiredScanSender(const orva::net::utils::IPAddress& group,
       ORVA_THROW(InvalidArgumentException,
                  "Interface with index [" + std::to_string(interfaceIndex) + "] does not exist");
     }
-    ORVA_THROW(RuntimeException, "Fail to check if interface exist, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to check if interface exist", errno));
   }
   ValidateGroup();
   ValidateSrcAddress();
@@ -83,18 +83,18 @@ void WiredScanSender::SocketSetup() {
   const int index = static_cast<int>(interfaceIndex_);
   if (::setsockopt(fd, IPPROTO_IPV6, IPV6_MULTICAST_IF, &index, sizeof(index)) == -1) {
     ORVA_THROW(RuntimeException,
-               "Fail to set socket option IPV6_MULTICAST_IF, errno: [" + std::to_string(errno) + "]");
+               ::ORVA::MESH::SDK::Exception::WithErrno("Fail to set socket option IPV6_MULTICAST_IF", errno));
   }
   const std::string text = source_.ToString();
   sockaddr_in6 local{};
   local.sin6_family = AF_INET6;
   int parsed = ::inet_pton(AF_INET6, text.c_str(), &local.sin6_addr);
   if (parsed == 0) ORVA_THROW(RuntimeException, "source address [" + text + "] is not a valid IPv6 address");
-  if (parsed == -1) ORVA_THROW(RuntimeException, "Fail to inet_pton, errno: [" + std::to_string(errno) + "]");
+  if (parsed == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to inet_pton", errno));
   // A link-local source is only bindable together with its link.
   local.sin6_scope_id = interfaceIndex_;
   if (::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) == -1) {
-    ORVA_THROW(RuntimeException, "Fail to bind, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to bind", errno));
   }
 }
 
@@ -114,7 +114,7 @@ void WiredScanSender::SendBuffer(const std::vector<unsigned char>& buffer) const
     sent = ::sendto(socket_->GetFd(), buffer.data(), buffer.size(), 0,
                     reinterpret_cast<const sockaddr*>(&destination), sizeof(destination));
   } while (sent == -1 && errno == EINTR);
-  if (sent == -1) ORVA_THROW(RuntimeException, "Fail to send message, errno: [" + std::to_string(errno) + "]");
+  if (sent == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to send message", errno));
   if (static_cast<size_t>(sent) != buffer.size()) {
     ORVA_THROW(RuntimeException, "Partial message sent, sent length [" + std::to_string(sent) +
                                      "], message size [" + std::to_string(buffer.size()) + "]");

@@ -14,7 +14,7 @@ using Exception::RuntimeException;
 PipeWrapper::PipeWrapper(int flags) {
   int fds[2] = {-1, -1};
   if (Seam::Posix().pipe2(fds, flags) == -1) {
-    ORVA_THROW(RuntimeException, "Fail to open pipe, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to open pipe", errno));
   }
   readFd_ = fds[0];
   writeFd_ = fds[1];
@@ -68,7 +68,7 @@ int PipeWrapper::_GetWriteFd() { return writeFd_; }
 void PipeWrapper::_CloseReadFd() {
   if (readFd_ == -1) return;
   if (Seam::Posix().close(readFd_) == -1) {
-    ORVA_THROW(RuntimeException, "Fail to close pipe read fd, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to close pipe read fd", errno));
   }
   readFd_ = -1;
 }
@@ -76,7 +76,7 @@ void PipeWrapper::_CloseReadFd() {
 void PipeWrapper::_CloseWriteFd() {
   if (writeFd_ == -1) return;
   if (Seam::Posix().close(writeFd_) == -1) {
-    ORVA_THROW(RuntimeException, "Fail to close pipe write fd, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to close pipe write fd", errno));
   }
   writeFd_ = -1;
 }

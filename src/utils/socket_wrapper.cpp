@@ -12,7 +12,7 @@ namespace ORVA::MESH::SDK {
 SocketWrapper::SocketWrapper(int domain, int type, int protocol) {
   fd_ = Seam::Posix().socket(domain, type, protocol);
   if (fd_ == -1) {
-    ORVA_THROW(Exception::RuntimeException, "Fail to open socket, errno: [" + std::to_string(errno) + "]");
+    ORVA_THROW(Exception::RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to open socket", errno));
   }
 }
 
