@@ -1,15 +1,34 @@
 #include "support/private_mounts.h"
 
+#include <dirent.h>
+#include <signal.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace orva::test {
 namespace {
+
+// wpa_cli and hostapd_cli leave their client sockets (/tmp/wpa_ctrl_<pid>-<n>) behind when they
+// are killed. /tmp itself cannot be made private (the build tree may live there), so at exit
+// the sockets of clients that no longer run are removed; a running client's stay.
+void RemoveStaleClientSockets() {
+  DIR* dir = ::opendir("/tmp");
+  if (dir == nullptr) return;
+  while (const dirent* entry = ::readdir(dir)) {
+    unsigned long pid = 0;
+    if (std::sscanf(entry->d_name, "wpa_ctrl_%lu-", &pid) != 1 || pid == 0) continue;
+    if (::kill(static_cast<pid_t>(pid), 0) == 0 || errno != ESRCH) continue;
+    ::unlink((std::string("/tmp/") + entry->d_name).c_str());
+  }
+  ::closedir(dir);
+}
 
 std::string Enter() {
   if (::geteuid() != 0) return "a private /run needs root (CI runs these tests as root)";
@@ -25,11 +44,7 @@ std::string Enter() {
       return std::string("cannot mount a private ") + dir + ": " + std::strerror(errno);
     }
   }
-  // The wpa_cli and hostapd_cli clients leave their sockets (/tmp/wpa_ctrl_*) behind when they
-  // are killed; a private /tmp takes them, and any test directory, away with the namespace.
-  if (::mount("tmpfs", "/tmp", "tmpfs", MS_NOSUID | MS_NODEV, "mode=1777") != 0) {
-    return std::string("cannot mount a private /tmp: ") + std::strerror(errno);
-  }
+  std::atexit(&RemoveStaleClientSockets);
   return std::string();
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 // A private mount namespace for a whole test program, with fresh, empty /run (and /var/run)
-// and /tmp mounts, so daemons started by the tests keep their control sockets and pid files in the
+// mounts, so daemons started by the tests keep their control sockets and pid files in the
 // default places without touching the machine's own. Call EnterPrivateRun from a static
 // initializer of the test program, before any thread exists; tests then skip with the reason
 // when it could not be done (not root, no mount namespaces).

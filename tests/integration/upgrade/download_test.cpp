@@ -20,8 +20,7 @@
 
 namespace {
 
-// Before any test directory exists: the small-disk test mounts below its root, and the test's
-// files go into the private /tmp.
+// Before gtest starts any thread: the small-disk test mounts below its root.
 const bool gPrivateRun = orva::test::EnterPrivateRun().empty();
 
 using namespace ORVA::MESH::SDK::Upgrade;
