@@ -1,5 +1,7 @@
 #include "orvamesh/dbus/gdbus_client.h"
 
+#include "orvamesh/base/log.h"
+
 #include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Dbus::Detail {
@@ -18,10 +20,29 @@ bool ClientCore::Invoke(ProxyCall call, GQuark domain, int32_t& code) {
       proxy_ = makeProxy_(SignalHandlerTable{});
       ORVA_THROW_IN(Exception::RuntimeException, "InvokeMethod",
                     "Target service does not exist, proxy renewed");
+    } catch (const Exception::RuntimeException&) {
+      // The bus itself went away (restarted): this call fails as it always did, and the next
+      // one goes over a new connection, as a lost daemon costs exactly one failed call.
+      if (proxy_->ConnectionClosed()) Reconnect();
+      throw;
     }
   });
   if (!locked) ORVA_THROW_IN(Exception::RuntimeException, "InvokeMethod", "Fail to lock the client");
   return succeeded;
+}
+
+void ClientCore::Reconnect() noexcept {
+  try {
+    proxy_ = proxy_->Reconnected();
+    // GIO releases a dropped proxy's subscriptions, and with them its connection and socket,
+    // from idle callbacks on the default main context; a client thread that runs no loop
+    // lets them run here (a no-op while a signal receiver owns the context).
+    while (g_main_context_iteration(nullptr, FALSE)) {
+    }
+  } catch (const std::exception& e) {
+    // Not back yet: the next call tries again.
+    ORVA_LOG_INFO("The bus is not back yet: %s", e.what());
+  }
 }
 
 SignalReceiverCore::SignalReceiverCore(ProxyMaker makeProxy) : makeProxy_(std::move(makeProxy)) {}

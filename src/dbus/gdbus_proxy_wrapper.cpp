@@ -24,7 +24,7 @@ std::string Describe(const GError* error) {
 
 ProxyCore::ProxyCore(GBusType busType, const std::function<GDBusProxy*(GError**)>& create,
                      SignalHandlerTable signals)
-    : signals_(std::move(signals)) {
+    : busType_(busType), signals_(std::move(signals)) {
   GError* raw = nullptr;
   // The generated constructor uses the bus's shared connection. GIO ends the whole process
   // when a shared connection closes unless told otherwise, and a lost bus must cost the
@@ -44,6 +44,43 @@ ProxyCore::ProxyCore(GBusType busType, const std::function<GDBusProxy*(GError**)
   if (!signals_.empty()) {
     signalHandlerId_ = g_signal_connect(proxy_, "g-signal", G_CALLBACK(&ProxyCore::OnSignal), this);
   }
+}
+
+ProxyCore::ProxyCore(Adopt, GDBusProxy* proxy, GBusType busType) : proxy_(proxy), busType_(busType) {}
+
+bool ProxyCore::ConnectionClosed() const noexcept {
+  GDBusConnection* connection = g_dbus_proxy_get_connection(proxy_);
+  return connection == nullptr || g_dbus_connection_is_closed(connection);
+}
+
+std::shared_ptr<ProxyCore> ProxyCore::Reconnected() const {
+  GError* raw = nullptr;
+  std::unique_ptr<gchar, CharFree> address(g_dbus_address_get_for_bus_sync(busType_, nullptr, &raw));
+  GDBusConnection* connection = nullptr;
+  if (address) {
+    connection = g_dbus_connection_new_for_address_sync(
+        address.get(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &raw);
+  }
+  GDBusProxy* proxy = nullptr;
+  if (connection != nullptr) {
+    g_dbus_connection_set_exit_on_close(connection, FALSE);
+    proxy = static_cast<GDBusProxy*>(g_initable_new(
+        G_OBJECT_TYPE(proxy_), nullptr, &raw, "g-flags", g_dbus_proxy_get_flags(proxy_), "g-name",
+        g_dbus_proxy_get_name(proxy_), "g-connection", connection, "g-object-path",
+        g_dbus_proxy_get_object_path(proxy_), "g-interface-name", g_dbus_proxy_get_interface_name(proxy_),
+        nullptr));
+    g_object_unref(connection);  // the proxy keeps it
+  }
+  ErrorPtr error(raw);
+  if (proxy == nullptr) {
+    ORVA_THROW_IN(Exception::RuntimeException, "GDBusProxyBusWrapper",
+                  std::string("Fail to create gdbus proxy object: [") +
+                      (error && error->message ? error->message : "") + "]");
+  }
+  return std::shared_ptr<ProxyCore>(new ProxyCore(Adopt{}, proxy, busType_));
 }
 
 ProxyCore::~ProxyCore() {

@@ -29,6 +29,8 @@ class ORVA_EXPORT ClientCore {
   bool Invoke(ProxyCall call, GQuark domain, int32_t& code);
 
  private:
+  void Reconnect() noexcept;
+
   ProxyMaker makeProxy_;
   Mutex mutex_;
   std::shared_ptr<ProxyCore> proxy_;

@@ -51,11 +51,23 @@ class ORVA_EXPORT ProxyCore {
   // Throws for every other failure.
   bool Invoke(ProxyCall call, GQuark domain, int32_t& code);
 
+  // Whether the proxy's connection has closed (the bus went away).
+  bool ConnectionClosed() const noexcept;
+  // The same proxy (type, name, path, interface) on a new connection to the bus as the
+  // environment names it now. GIO keeps handing out a closed shared connection for good, so a
+  // bus that restarted is reached through a connection of our own. Throws when the bus is not
+  // back yet.
+  std::shared_ptr<ProxyCore> Reconnected() const;
+
  private:
+  struct Adopt {};
+  ProxyCore(Adopt, GDBusProxy* proxy, GBusType busType);
+
   static void OnSignal(GDBusProxy* proxy, const gchar* sender, const gchar* signal,
                        GVariant* parameters, gpointer self);
 
   GDBusProxy* proxy_ = nullptr;
+  GBusType busType_;
   SignalHandlerTable signals_;
   gulong signalHandlerId_ = 0;
 };
