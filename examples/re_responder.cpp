@@ -19,13 +19,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "no identity file at %s\n", Utils::IdentityFilePath().c_str());
     return 1;
   }
-  ScanWired::ScanResponderInitData identity;
-  identity.unique = me.modelUnique;
-  identity.serial = me.serial;
-  identity.os_name = me.osName;
-  identity.os_version = me.osVersion;
-  identity.os_build_num = me.osBuildNumber;
-  identity.os_update_num = me.osUpdateNumber;
+  const auto identity = ScanWired::ScanResponderInitData::FromNodeIdentity(me);
   // The library's threads and this one leave the stop signals to sigtimedwait below.
   sigset_t stop;
   sigemptyset(&stop);

@@ -159,14 +159,7 @@ int RunRe(int argc, char** argv) {
     throw UsageError{"re needs --unique and --serial (no readable identity file at " +
                      ORVA::MESH::SDK::Utils::IdentityFilePath() + ")"};
   }
-  if (fromFile) {
-    identity.unique = node.modelUnique;
-    identity.serial = node.serial;
-    identity.os_name = node.osName;
-    identity.os_version = node.osVersion;
-    identity.os_build_num = node.osBuildNumber;
-    identity.os_update_num = node.osUpdateNumber;
-  }
+  if (fromFile) identity = ScanResponderInitData::FromNodeIdentity(node);
   if (options.count("--unique")) identity.unique = options["--unique"];
   if (options.count("--serial")) identity.serial = options["--serial"];
   if (options.count("--name")) identity.os_name = options["--name"];

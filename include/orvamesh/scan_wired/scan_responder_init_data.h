@@ -5,6 +5,7 @@
 #include <string>
 
 #include "orvamesh/export.h"
+#include "orvamesh/utils/identity.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
 
@@ -16,6 +17,9 @@ struct ORVA_EXPORT ScanResponderInitData {
   unsigned int os_build_num = 0;
   unsigned char os_update_num = 0;
   unsigned short access_port = 0;  // the port on which the CAP reaches this RE afterwards
+
+  // This node's answer, from its identity file (Utils::GetNodeIdentity).
+  static ScanResponderInitData FromNodeIdentity(const Utils::NodeIdentity& node, unsigned short accessPort = 0);
 };
 
 }  // namespace ORVA::MESH::SDK::ScanWired
