@@ -25,8 +25,12 @@ file(RELATIVE_PATH ORVAMESH_PC_RELATIVE_PREFIX "/prefix/${CMAKE_INSTALL_LIBDIR}/
 configure_file(${PROJECT_SOURCE_DIR}/cmake/orvamesh.pc.in ${PROJECT_BINARY_DIR}/orvamesh.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/orvamesh.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-# The mesh interface description and an example system-bus policy for the daemon.
+# The mesh interface description, the daemon's system-bus policy (root and one group), and the
+# everyone-may-call policy as an example.
 install(FILES ${PROJECT_SOURCE_DIR}/dbus/com.velanto.mesh.xml
         DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/interfaces)
-install(FILES ${PROJECT_SOURCE_DIR}/dbus/com.velanto.mesh.conf
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
+set(ORVAMESH_DBUS_GROUP "orvamesh" CACHE STRING "The group whose members may call the mesh daemon")
+configure_file(${PROJECT_SOURCE_DIR}/dbus/com.velanto.mesh.conf.in ${PROJECT_BINARY_DIR}/com.velanto.mesh.conf @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/com.velanto.mesh.conf DESTINATION ${CMAKE_INSTALL_DATADIR}/dbus-1/system.d)
+install(FILES ${PROJECT_SOURCE_DIR}/dbus/com.velanto.mesh.everyone.conf
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
