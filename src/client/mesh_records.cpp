@@ -1,5 +1,7 @@
 #include "orvamesh/client/mesh_records.h"
 
+#include <algorithm>
+
 #include <json/value.h>
 
 #include <cstring>
@@ -148,13 +150,15 @@ auto FromJsonValue(const Json::Value& in, const char* key, E& out)
   std::string text;
   FromJsonValue(in, key, text);
   const auto& names = EnumTable<E>::names;
+  std::string known;
   for (std::size_t i = 0; i < std::size(names); ++i) {
     if (text == names[i]) {
       out = static_cast<E>(i);
       return;
     }
+    known += (i == 0 ? "" : ", ") + std::string(names[i]);
   }
-  WrongType(key, "a known name");
+  WrongType(key, ("a known name (one of " + known + ")").c_str());
 }
 
 template <typename R, std::enable_if_t<IsRecord<R>::value, int> = 0>
@@ -191,6 +195,12 @@ template <typename R>
 R RecordFromJson(const Json::Value& in) {
   if (!in.isObject()) {
     ORVA_THROW_IN(Exception::InvalidArgumentException, "FromJson", "Record is not a JSON object");
+  }
+  // A misspelt key would otherwise leave its field at the default without a word.
+  for (const std::string& key : in.getMemberNames()) {
+    if (std::find(std::begin(R::kFieldNames), std::end(R::kFieldNames), key) == std::end(R::kFieldNames)) {
+      ORVA_THROW_IN(Exception::InvalidArgumentException, "FromJson", "Unknown field [" + key + "]");
+    }
   }
   R record;
   std::size_t index = 0;

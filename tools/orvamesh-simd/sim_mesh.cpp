@@ -51,7 +51,10 @@ std::string ReadString(const Json::Value& root, const char* key, const std::stri
 
 SimNode ReadNode(const Json::Value& json, const std::string& where) {
   SimNode node;
-  node.info = Read<Client::NodeInfo>(json, where);
+  // The node's own record, without the simulator's keys beside it; any other key is refused.
+  Json::Value info = json;
+  for (const char* extra : {"led", "features", "devices", "network", "utilization"}) info.removeMember(extra);
+  node.info = Read<Client::NodeInfo>(info, where);
   if (json.isMember("led") && node.led.Deserialize(json["led"]) != 0) {
     throw Invalid(where, "invalid \"led\" (needs \"mode\" 0..2 and a schedule of 0 or 168 characters)");
   }

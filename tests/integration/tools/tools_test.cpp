@@ -409,7 +409,7 @@ TEST_F(Tools, BadCommandLinesExitWithStatusTwoAndSayWhy) {
       {{"start-scan", "--follow"}, "unknown option --follow"},
       {{"start-setup-node"}, "--mac needs a MAC address"},
       {{"start-setup-node", "--mac", "00:24:e7:10:00"}, "Field [mac] is not a MAC address"},
-      {{"start-setup-node", "--mac", "00:24:e7:10:00:05", "--link", "carrier-pigeon"}, "Field [link] is not a known name"},
+      {{"start-setup-node", "--mac", "00:24:e7:10:00:05", "--link", "carrier-pigeon"}, "Field [link] is not a known name (one of NONE, ETHERNET, WIFI_2G, WIFI_5G, WIFI_6G)"},
       {{"start-setup-node", "--file", malformed}, "bad.json is not valid JSON"},
       {{"start-setup-node", "--file", dir.Join("missing.json")}, "cannot read"},
       {{"start-setup-node", "--json", R"({"mac": 5})"}, "start-setup-node: Field [mac]"},
@@ -479,6 +479,8 @@ TEST_F(Tools, TheSimulatorRefusesBadMeshFilesAndASecondInstance) {
                      {"id": 3, "mac": "00:24:e7:00:00:03", "role": "RE", "uplink": 2}]})", "does not lead to the controller"},
       {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP", "led": {"mode": 7}}]})", "invalid \"led\""},
       {R"({"nodes": [{"id": "one", "mac": "00:24:e7:00:00:01", "role": "CAP"}]})", "nodes[0]"},
+      {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "BOSS"}]})", "one of UNKNOWN, CAP, RE"},
+      {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP", "uplnk": 0}]})", "Unknown field [uplnk]"},
   };
   for (const auto& [content, message] : files) {
     const ToolRun run = RunTool(SimdPath(), {"--bus", SharedPrivateBus().Address(), dir.WriteFile("mesh.json", content)});

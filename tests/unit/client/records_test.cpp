@@ -110,13 +110,16 @@ TEST(MeshRecords, JsonOfTheWrongShapeIsRefusedWithTheField) {
       {R"({"addresses": "10.0.0.1"})", "[addresses]"},
       {R"({"addresses": [1]})", "[addresses]"},
       {R"({"backhaulQuality": 2147483648})", "[backhaulQuality]"},
+      {R"({"role": "BOSS"})", "[role] is not a known name (one of UNKNOWN, CAP, RE)"},
+      {R"({"nmae": "Attic"})", ""},  // a misspelt key is refused, not ignored
   };
   for (const auto& [text, field] : table) {
     try {
       NodeInfo::FromJson(parse(text));
       ADD_FAILURE() << text;
     } catch (const Exception::InvalidArgumentException& e) {
-      EXPECT_NE(std::string(e.what()).find("Field " + field), std::string::npos) << e.what();
+      const std::string expected = field.empty() ? "Unknown field [nmae]" : "Field " + field;
+      EXPECT_NE(std::string(e.what()).find(expected), std::string::npos) << e.what();
     }
   }
   EXPECT_THROW(NodeInfo::FromJson(Json::Value("not an object")), Exception::InvalidArgumentException);
