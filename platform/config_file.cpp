@@ -198,19 +198,38 @@ int FileSetSectionValue(const std::string& path, const std::string& section, con
   return SetValue(path, section, key, value, quoting);
 }
 
-int FileGetSection(const std::string& path, const std::string& section,
-                   std::vector<std::pair<std::string, std::string>>& out) {
+namespace {
+
+// The entries of one section ("" for the top level); false when the file cannot be read or
+// the section does not exist.
+bool CollectSection(const std::string& path, const std::string& section,
+                    std::vector<std::pair<std::string, std::string>>& out) {
   out.clear();
   std::vector<Line> lines;
-  if (section.empty() || ReadLines(path, lines) != Load::kOk) return -1;
-  bool found = false;
+  if (ReadLines(path, lines) != Load::kOk) return false;
+  bool found = section.empty();
   for (const Line& line : lines) {
     if (line.section != section) continue;
     found = true;
     std::string k, v;
     if (!line.header && ParseEntry(line.text, k, v)) out.emplace_back(k, v);
   }
-  return found ? 0 : -1;
+  return found;
+}
+
+}  // namespace
+
+int FileGetSection(const std::string& path, const std::string& section,
+                   std::vector<std::pair<std::string, std::string>>& out) {
+  if (section.empty()) {
+    out.clear();
+    return -1;
+  }
+  return CollectSection(path, section, out) ? 0 : -1;
+}
+
+int FileGetTopLevel(const std::string& path, std::vector<std::pair<std::string, std::string>>& out) {
+  return CollectSection(path, std::string(), out) ? 0 : -1;
 }
 
 int FileListSections(const std::string& path, std::vector<std::string>& out) {

@@ -41,6 +41,10 @@ int FileSetSectionValue(const std::string& path, const std::string& section, con
 // no such section.
 int FileGetSection(const std::string& path, const std::string& section,
                    std::vector<std::pair<std::string, std::string>>& out);
+// The top-level keys and values in file order: 0, or -1 when the file cannot be read. A
+// reader that needs several keys reads the file once this way, and sees them all as they
+// stood at one moment.
+int FileGetTopLevel(const std::string& path, std::vector<std::pair<std::string, std::string>>& out);
 // The names of the file's sections in file order: 0, or -1 when the file cannot be read.
 int FileListSections(const std::string& path, std::vector<std::string>& out);
 

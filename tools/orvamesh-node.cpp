@@ -8,7 +8,6 @@
 #include <json/json.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -33,14 +32,10 @@ const char kUsage[] =
     "Shows this node's identity (from the identity file), its CPU, memory and uptime, or the\n"
     "ports the mesh has opened in the firewall. Set ORVAMESH_SYSTEM_ROOT to read another root.\n";
 
-// Writes one result; a closed or full output is a failure, not a silent success.
+// Writes one result at once, so that --follow stops at the first line that cannot be written.
 int Emit(const std::string& text) {
-  std::cout << text << std::endl;
-  if (!std::cout) {
-    std::cerr << "orvamesh-node: cannot write the output: " << std::strerror(errno) << std::endl;
-    return kExitFailed;
-  }
-  return 0;
+  std::cout << text << "\n";
+  return orvatools::FinishOutput("orvamesh-node", 0);
 }
 
 std::string Compact(const Json::Value& value) {

@@ -20,6 +20,16 @@ struct CharFree {
 std::string Describe(const GError* error) {
   return "[" + std::to_string(error->code) + "][" + (error->message ? error->message : "") + "]";
 }
+// Takes the error either way; throws with its message when no proxy was made.
+void ThrowIfNoProxy(const GDBusProxy* proxy, GError* raw) {
+  ErrorPtr error(raw);
+  if (proxy == nullptr) {
+    ORVA_THROW_IN(Exception::RuntimeException, "GDBusProxyBusWrapper",
+                  std::string("Fail to create gdbus proxy object: [") +
+                      (error && error->message ? error->message : "") + "]");
+  }
+}
+
 }  // namespace
 
 ProxyCore::ProxyCore(GBusType busType, const std::function<GDBusProxy*(GError**)>& create,
@@ -35,12 +45,7 @@ ProxyCore::ProxyCore(GBusType busType, const std::function<GDBusProxy*(GError**)
     proxy_ = create(&raw);
     g_object_unref(connection);
   }
-  ErrorPtr error(raw);
-  if (proxy_ == nullptr) {
-    ORVA_THROW_IN(Exception::RuntimeException, "GDBusProxyBusWrapper",
-                  std::string("Fail to create gdbus proxy object: [") +
-                      (error && error->message ? error->message : "") + "]");
-  }
+  ThrowIfNoProxy(proxy_, raw);
   if (!signals_.empty()) {
     signalHandlerId_ = g_signal_connect(proxy_, "g-signal", G_CALLBACK(&ProxyCore::OnSignal), this);
   }
@@ -74,12 +79,7 @@ std::shared_ptr<ProxyCore> ProxyCore::Reconnected() const {
         nullptr));
     g_object_unref(connection);  // the proxy keeps it
   }
-  ErrorPtr error(raw);
-  if (proxy == nullptr) {
-    ORVA_THROW_IN(Exception::RuntimeException, "GDBusProxyBusWrapper",
-                  std::string("Fail to create gdbus proxy object: [") +
-                      (error && error->message ? error->message : "") + "]");
-  }
+  ThrowIfNoProxy(proxy, raw);
   return std::shared_ptr<ProxyCore>(new ProxyCore(Adopt{}, proxy, busType_));
 }
 

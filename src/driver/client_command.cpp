@@ -1,9 +1,16 @@
 #include "driver/client_command.h"
 
 #include "orvamesh/base/log.h"
+#include "platform/net_if.h"
 #include "platform/process_runner.h"
 
 namespace ORVA::MESH::SDK::Driver::Detail {
+
+bool UsableInterfaceName(const std::string& ifname) {
+  if (orva::platform::IsInterfaceName(ifname)) return true;
+  ORVA_LOG_ERR("Invalid interface name [%s]", ifname.c_str());
+  return false;
+}
 
 int RunClient(const std::string& client, const std::string& ifname, const std::string& cmd,
               const std::vector<std::string>& args, std::string& result, bool daemon, ClientCodes codes) {

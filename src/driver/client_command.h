@@ -11,6 +11,10 @@ struct ClientCodes {
   int commandFailed;
 };
 
+// Whether `ifname` could name an interface; logs when not. The helpers put the name into pid
+// and configuration file paths and into argument vectors, so "../x" must stop here.
+bool UsableInterfaceName(const std::string& ifname);
+
 // client "-i" ifname cmd args... (plus "-B" in daemon mode). Daemon mode waits for the client
 // and leaves `result` untouched; otherwise `result` receives the output and any "FAIL" in it
 // is a failure.

@@ -1,7 +1,5 @@
 #include "orvamesh/driver/hostap_helper.h"
 
-#include "platform/net_if.h"
-
 #include <csignal>
 #include <regex>
 
@@ -63,10 +61,7 @@ int HostapHelper::GetLastWPSPeerAddress(Mac& peer) {
 
 bool HostapHelper::IsHostapdReadyImpl() {
   // Every operation asks this first, so a name that could escape a pid-file path stops here.
-  if (!orva::platform::IsInterfaceName(ifname_)) {
-    ORVA_LOG_ERR("Invalid interface name [%s]", ifname_.c_str());
-    return false;
-  }
+  if (!Detail::UsableInterfaceName(ifname_)) return false;
   // Standard output only, as for every other command: a client that can say nothing but an
   // error on standard error has no hostapd to talk to.
   orva::platform::ProgramOutput output = orva::platform::ProgramOutput::Open({kClient, "-i", ifname_, "interface"});

@@ -1,7 +1,5 @@
 #include "orvamesh/driver/wpa_helper.h"
 
-#include "platform/net_if.h"
-
 #include <netinet/ether.h>
 
 #include <algorithm>
@@ -43,10 +41,7 @@ WPAHelper::WPAHelper(const std::string& ifname)
 
 bool WPAHelper::IsWPASupplicantReady() {
   // Every operation asks this first, so a name that could escape a file path stops here.
-  if (!orva::platform::IsInterfaceName(ifname_)) {
-    ORVA_LOG_ERR("Invalid interface name [%s]", ifname_.c_str());
-    return false;
-  }
+  if (!Detail::UsableInterfaceName(ifname_)) return false;
   pid_t pid = orva::platform::ReadPidFile(pidFile_);
   if (pid <= 0 || !orva::platform::ProcAlive(pid)) return false;
   orva::platform::ProgramOutput output = orva::platform::ProgramOutput::Open({kClient, "-i", ifname_, "ping"});
@@ -72,7 +67,6 @@ int WPAHelper::SendCommand(const std::string& cmd, const std::vector<std::string
 }
 
 int WPAHelper::ReadConfigKey(const char* key, std::string& out) {
-  if (!orva::platform::IsInterfaceName(ifname_)) return -1;
   char buffer[64];
   if (orva::platform::FileGetKeyValue(confFile_, key, buffer, sizeof buffer) < 1) return -1;
   out = buffer;
@@ -168,7 +162,7 @@ int WPAHelper::StartActionScript(const std::string& script) {
 }
 
 int WPAHelper::StopActionScript(const std::string& script) {
-  if (!orva::platform::IsInterfaceName(ifname_)) return kExecFailed;
+  if (!Detail::UsableInterfaceName(ifname_)) return kExecFailed;
   RunJob(kStop, script);
   return 0;
 }

@@ -216,7 +216,7 @@ void WiredScanListener::SocketSetup() {
   ipv6_mreq membership{};
   int parsed = ::inet_pton(AF_INET6, text.c_str(), &membership.ipv6mr_multiaddr);
   if (parsed == 0) ORVA_THROW(RuntimeException, "Ill-formed address [" + text + "]");
-  if (parsed == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to inet_pton", errno));
+  ORVA_THROW_ERRNO_IF(parsed == -1, RuntimeException, "Fail to inet_pton");
   membership.ipv6mr_interface = interfaceIndex_;
   if (::setsockopt(socket_->GetFd(), IPPROTO_IPV6, IPV6_ADD_MEMBERSHIP, &membership, sizeof(membership)) == -1) {
     ORVA_THROW(RuntimeException, "Fail to set IPV6_ADD_MEMBERSHIP for socket");

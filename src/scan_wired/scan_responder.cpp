@@ -116,7 +116,7 @@ void WiredScanResponder::SendBuffer(const std::vector<unsigned char>& buffer) co
     sent = ::sendto(socket_->GetFd(), buffer.data(), buffer.size(), 0,
                     reinterpret_cast<const sockaddr*>(&destination), sizeof(destination));
   } while (sent == -1 && errno == EINTR);
-  if (sent == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to send message", errno));
+  ORVA_THROW_ERRNO_IF(sent == -1, RuntimeException, "Fail to send message");
   if (static_cast<size_t>(sent) != buffer.size()) {
     ORVA_THROW(RuntimeException, "Partial message sent, sent length [" + std::to_string(sent) +
                                      "], message size [" + std::to_string(buffer.size()) + "]");

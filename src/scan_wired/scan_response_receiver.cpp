@@ -258,7 +258,7 @@ void WiredScanResponseReceiver::SocketSetup() {
   sockaddr_in6 local{};
   int parsed = ::inet_pton(AF_INET6, text.c_str(), &local.sin6_addr);
   if (parsed == 0) ORVA_THROW(RuntimeException, "Ill-formed address [" + text + "]");
-  if (parsed == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to inet_pton", errno));
+  ORVA_THROW_ERRNO_IF(parsed == -1, RuntimeException, "Fail to inet_pton");
   if (address_.IsMulticast()) {
     ipv6_mreq membership{};
     membership.ipv6mr_multiaddr = local.sin6_addr;

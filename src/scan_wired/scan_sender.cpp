@@ -90,7 +90,7 @@ void WiredScanSender::SocketSetup() {
   local.sin6_family = AF_INET6;
   int parsed = ::inet_pton(AF_INET6, text.c_str(), &local.sin6_addr);
   if (parsed == 0) ORVA_THROW(RuntimeException, "source address [" + text + "] is not a valid IPv6 address");
-  if (parsed == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to inet_pton", errno));
+  ORVA_THROW_ERRNO_IF(parsed == -1, RuntimeException, "Fail to inet_pton");
   // A link-local source is only bindable together with its link.
   local.sin6_scope_id = interfaceIndex_;
   if (::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof(local)) == -1) {
@@ -114,7 +114,7 @@ void WiredScanSender::SendBuffer(const std::vector<unsigned char>& buffer) const
     sent = ::sendto(socket_->GetFd(), buffer.data(), buffer.size(), 0,
                     reinterpret_cast<const sockaddr*>(&destination), sizeof(destination));
   } while (sent == -1 && errno == EINTR);
-  if (sent == -1) ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to send message", errno));
+  ORVA_THROW_ERRNO_IF(sent == -1, RuntimeException, "Fail to send message");
   if (static_cast<size_t>(sent) != buffer.size()) {
     ORVA_THROW(RuntimeException, "Partial message sent, sent length [" + std::to_string(sent) +
                                      "], message size [" + std::to_string(buffer.size()) + "]");

@@ -1,8 +1,10 @@
 #include "orvamesh/utils/identity.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <sys/stat.h>
+#include <utility>
+#include <vector>
 
 #include "orvamesh/base/log.h"
 #include "orvamesh/platform/system_root.h"
@@ -20,35 +22,46 @@ bool IsCleanText(const std::string& value) {
   return true;
 }
 
-bool ReadText(const std::string& path, const char* key, std::string& out) {
-  char buffer[256];
-  const int length = orva::platform::FileGetKeyValue(path, key, buffer, sizeof buffer);
-  if (length <= 0) {
-    ORVA_LOG_ERR("Identity file [%s] has no usable value for [%s]", path.c_str(), key);
-    return false;
-  }
-  std::string value(buffer, static_cast<size_t>(length));
-  if (!IsCleanText(value)) {
-    ORVA_LOG_ERR("Identity file [%s]: [%s] holds control characters or quotes", path.c_str(), key);
-    return false;
-  }
-  out = std::move(value);
-  return true;
-}
+// The file's keys, read once so that all fields come from the same moment of the file.
+class IdentityEntries {
+ public:
+  explicit IdentityEntries(std::string path) : path_(std::move(path)) {}
+  bool Load() { return orva::platform::FileGetTopLevel(path_, entries_) == 0; }
 
-bool ReadNumber(const std::string& path, const char* key, unsigned long max, unsigned long& out) {
-  std::string text;
-  if (!ReadText(path, key, text)) return false;
-  char* end = nullptr;
-  errno = 0;
-  const unsigned long value = std::strtoul(text.c_str(), &end, 10);
-  if (text.empty() || text[0] < '0' || text[0] > '9' || *end != '\0' || errno != 0 || value > max) {
-    ORVA_LOG_ERR("Identity file [%s]: [%s] is not a number up to %lu", path.c_str(), key, max);
-    return false;
+  // The first value of the key: present, at most 255 characters, printable, without quotes.
+  bool Text(const char* key, std::string& out) const {
+    const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const auto& e) { return e.first == key; });
+    if (found == entries_.end() || found->second.empty() || found->second.size() > kMaxValue) {
+      ORVA_LOG_ERR("Identity file [%s] has no usable value for [%s]", path_.c_str(), key);
+      return false;
+    }
+    if (!IsCleanText(found->second)) {
+      ORVA_LOG_ERR("Identity file [%s]: [%s] holds control characters or quotes", path_.c_str(), key);
+      return false;
+    }
+    out = found->second;
+    return true;
   }
-  out = value;
-  return true;
-}
+
+  bool Number(const char* key, unsigned long max, unsigned long& out) const {
+    std::string text;
+    if (!Text(key, text)) return false;
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long value = std::strtoul(text.c_str(), &end, 10);
+    if (text[0] < '0' || text[0] > '9' || *end != '\0' || errno != 0 || value > max) {
+      ORVA_LOG_ERR("Identity file [%s]: [%s] is not a number up to %lu", path_.c_str(), key, max);
+      return false;
+    }
+    out = value;
+    return true;
+  }
+
+ private:
+  static constexpr size_t kMaxValue = 255;
+  std::string path_;
+  std::vector<std::pair<std::string, std::string>> entries_;
+};
 
 }  // namespace
 
@@ -57,18 +70,17 @@ std::string IdentityFilePath() { return orva::platform::SystemRoot::Path("/etc/o
 int GetNodeIdentity(NodeIdentity& identity) { return ReadNodeIdentity(IdentityFilePath(), identity); }
 
 int ReadNodeIdentity(const std::string& path, NodeIdentity& identity) {
-  struct stat st {};
-  if (stat(path.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) {
-    ORVA_LOG_ERR("Identity file [%s] is missing or not a regular file", path.c_str());
+  IdentityEntries file(path);
+  if (!file.Load()) {
+    ORVA_LOG_ERR("Identity file [%s] is missing, not a regular file or unreadable", path.c_str());
     return -1;
   }
   NodeIdentity read;
   unsigned long build = 0;
   unsigned long update = 0;
-  if (!ReadText(path, "OS_NAME", read.osName) || !ReadText(path, "OS_VERSION", read.osVersion) ||
-      !ReadNumber(path, "OS_BUILD", 0xffffffffUL, build) ||
-      !ReadNumber(path, "OS_UPDATE", 0xffUL, update) ||
-      !ReadText(path, "MODEL_UNIQUE", read.modelUnique) || !ReadText(path, "SERIAL", read.serial)) {
+  if (!file.Text("OS_NAME", read.osName) || !file.Text("OS_VERSION", read.osVersion) ||
+      !file.Number("OS_BUILD", 0xffffffffUL, build) || !file.Number("OS_UPDATE", 0xffUL, update) ||
+      !file.Text("MODEL_UNIQUE", read.modelUnique) || !file.Text("SERIAL", read.serial)) {
     return -1;
   }
   if (Model::ModelUniqueToModelName(read.modelUnique).empty()) {

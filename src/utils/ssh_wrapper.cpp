@@ -263,7 +263,7 @@ void SSHWrapper::ConnectSession(const HostKeyFingerprint* expectedHostKey) {
   Authenticate();
 }
 
-// Both steps belong to the sessions connection, and their failures say so.
+// Both steps belong to the session's connection, and their failures say so.
 void SSHWrapper::CheckHostKey(const HostKeyFingerprint* expectedHostKey) {
   const char* hash = ::libssh2_hostkey_hash(session_, LIBSSH2_HOSTKEY_HASH_SHA256);
   if (hash == nullptr) {

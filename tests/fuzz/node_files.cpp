@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "orvamesh/base/log.h"
 #include "orvamesh/utils/identity.h"
 #include "orvamesh/utils/ssh_keys.h"
+#include "quiet_log.h"
 
 namespace {
 
@@ -34,11 +34,7 @@ std::string InMemoryFile(const uint8_t* data, size_t size, int& fd) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool quiet = [] {
-    Log::SetSink([](int, const std::string&) {});
-    return true;
-  }();
-  (void)quiet;
+  SilenceLibraryLog();
   int fd = -1;
   const std::string path = InMemoryFile(data, size, fd);
 

@@ -8,14 +8,13 @@
 #include <vector>
 
 #include "orvamesh/base/exception.h"
-#include "orvamesh/base/log.h"
 #include "scan_wired/wired_scan_packet.h"
+#include "quiet_log.h"
 
 using namespace ORVA::MESH::SDK;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool quiet = (Log::SetSink([](int, const std::string&) {}), true);
-  (void)quiet;
+  SilenceLibraryLog();
   const std::vector<unsigned char> datagram(data, data + size);
   try {
     const ScanWired::ProbePacket probe = ScanWired::ReadProbePacket(datagram);

@@ -7,10 +7,10 @@
 #include <string>
 
 #include "orvamesh/base/exception.h"
-#include "orvamesh/base/log.h"
 #include "orvamesh/radius/config_validator.h"
 #include "orvamesh/radius/free_radius_renderer.h"
 #include "orvamesh/radius/radius_config.h"
+#include "quiet_log.h"
 
 namespace {
 
@@ -36,11 +36,7 @@ void CheckQuotesBalance(const std::string& text) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  static const bool quiet = [] {
-    Log::SetSink([](int, const std::string&) {});
-    return true;
-  }();
-  (void)quiet;
+  SilenceLibraryLog();
   Radius::RadiusConfig config;
   try {
     config = Radius::RadiusConfig::FromJsonText(std::string(reinterpret_cast<const char*>(data), size));

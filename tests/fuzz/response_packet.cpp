@@ -12,8 +12,8 @@
 
 #include "orvamesh/scan_wired/scan_header.h"
 #include "orvamesh/base/exception.h"
-#include "orvamesh/base/log.h"
 #include "scan_wired/wired_scan_packet.h"
+#include "quiet_log.h"
 
 using namespace ORVA::MESH::SDK;
 using Bytes = std::vector<unsigned char>;
@@ -27,7 +27,7 @@ struct FixedKeys {
     ScanWired::InitSodium();
     const Bytes seed(crypto_box_SEEDBYTES, 0x5C);
     crypto_box_seed_keypair(publicKey.data(), secretKey.data(), seed.data());
-    Log::SetSink([](int, const std::string&) {});
+    SilenceLibraryLog();
   }
 };
 

@@ -4,17 +4,13 @@
 #include <cstdint>
 #include <string>
 
-#include "orvamesh/base/log.h"
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
 #include "upgrade/feed_parser.h"
+#include "quiet_log.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace ORVA::MESH::SDK;
-  static const bool quiet = [] {
-    Log::SetSink([](int, const std::string&) {});
-    return true;
-  }();
-  (void)quiet;
+  SilenceLibraryLog();
   try {
     Upgrade::ParseFeed(std::string(reinterpret_cast<const char*>(data), size));
   } catch (const Upgrade::FeedException&) {

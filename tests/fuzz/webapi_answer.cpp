@@ -5,15 +5,11 @@
 #include <string>
 
 #include "orvamesh/utils/compound_response.h"
-#include "orvamesh/base/log.h"
+#include "quiet_log.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   using namespace ORVA::MESH::SDK;
-  static const bool quiet = [] {
-    Log::SetSink([](int, const std::string&) {});
-    return true;
-  }();
-  (void)quiet;
+  SilenceLibraryLog();
   const std::string text(reinterpret_cast<const char*>(data), size);
   const CompoundResponse batch(text, "ORVA.Entry.Request", 1, "request");
   for (const Response& answer : batch.GetResponses()) {

@@ -1,9 +1,10 @@
 #include "support/port_server.h"
 
+#include "support/child.h"
+
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -41,11 +42,9 @@ PortServer::PortServer(const std::vector<std::string>& argv, const std::string& 
   std::vector<char*> args;
   for (const auto& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
   args.push_back(nullptr);
-  const pid_t parent = ::getpid();
   pid_ = ::fork();
   if (pid_ == 0) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (::getppid() != parent) ::_exit(127);
+    TieToParent();
     ::dup2(fds[1], STDOUT_FILENO);
     ::execvp(args[0], args.data());
     ::_exit(127);

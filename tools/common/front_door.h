@@ -12,6 +12,13 @@
 
 namespace orvatools {
 
+// "orvamesh-scan 5.2.0 (liborvamesh 5.2.0)": the headers the tool was built with and the
+// library it runs with.
+inline void PrintVersion(const char* program) {
+  std::cout << program << " " << ORVAMESH_VERSION_STRING << " (liborvamesh " << ORVA::MESH::SDK::LibraryVersion()
+            << ")\n";
+}
+
 // True when argv[1] asked for help or the version; `status` is then the exit status.
 inline bool AnswerFrontDoor(int argc, char** argv, const char* program, const char* usage, int& status) {
   if (argc < 2) return false;
@@ -19,8 +26,7 @@ inline bool AnswerFrontDoor(int argc, char** argv, const char* program, const ch
   if (word == "-h" || word == "--help") {
     std::cout << usage;
   } else if (word == "--version") {
-    std::cout << program << " " << ORVAMESH_VERSION_STRING << " (liborvamesh "
-              << ORVA::MESH::SDK::LibraryVersion() << ")\n";
+    PrintVersion(program);
   } else {
     return false;
   }

@@ -339,11 +339,13 @@ int main(int argc, char** argv) {
   long tickMs = 200;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h" || arg == "--version") {
-      int status = 0;
-      char* words[] = {argv[0], argv[i]};
-      orvatools::AnswerFrontDoor(2, words, "orvamesh-simd", kUsage, status);
-      return status;
+    if (arg == "--help" || arg == "-h") {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (arg == "--version") {
+      orvatools::PrintVersion("orvamesh-simd");
+      return 0;
     } else if (arg == "--bus" || arg == "--tick-ms") {
       if (i + 1 >= argc) return Usage(arg + " needs a value");
       const std::string value = argv[++i];

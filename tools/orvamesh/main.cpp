@@ -616,10 +616,8 @@ int Main(int argc, char** argv) {
       PrintHelp(std::cout);
       return kExitOk;
     } else if (words[at] == "--version") {
-      int status = kExitOk;
-      char* versionWords[] = {argv[0], const_cast<char*>("--version")};
-      orvatools::AnswerFrontDoor(2, versionWords, "orvamesh", "", status);
-      return status;
+      orvatools::PrintVersion("orvamesh");
+      return kExitOk;
     } else if (words[at] == "--compact") {
       compact = true;
     } else if (words[at] == "--bus") {
