@@ -3,8 +3,14 @@
 #include <json/json.h>
 #include <nftables/libnftables.h>
 
+#include <linux/netlink.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <sstream>
 #include <tuple>
 
@@ -110,7 +116,24 @@ struct Firewall::State {
   std::vector<uint64_t> foreignHandles;  // rules in our chain we did not write
 };
 
+namespace {
+
+// libnftables ends the whole process when it cannot open its netlink socket (a kernel without
+// nf_tables, or an emulator that does not pass the protocol through), so ask the kernel first.
+bool NetfilterNetlinkAvailable() {
+  const int fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_NETFILTER);
+  if (fd < 0) {
+    ORVA_LOG_ERR("Firewall: no netfilter netlink socket, errno: [%d] %s", errno, std::strerror(errno));
+    return false;
+  }
+  ::close(fd);
+  return true;
+}
+
+}  // namespace
+
 Firewall::Firewall(FirewallConfig config) : config_(std::move(config)), context_(new Context) {
+  if (!NetfilterNetlinkAvailable()) return;
   context_->ctx = nft_ctx_new(NFT_CTX_DEFAULT);
   if (context_->ctx != nullptr) {
     nft_ctx_buffer_output(context_->ctx);
@@ -140,6 +163,8 @@ bool Firewall::Run(const std::string& commands, std::string* output) {
 
 bool Firewall::ReadState(State& state, bool logMissing) {
   state = State();
+  // Without a context nothing can be read, which must not pass for an empty table.
+  if (context_->ctx == nullptr) return Run("", nullptr);
   std::string text;
   if (!Run("list table " + config_.family + " " + config_.table, &text)) {
     if (logMissing) {

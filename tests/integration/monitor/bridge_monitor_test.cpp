@@ -8,6 +8,7 @@
 #include "orvamesh/base/exception.h"
 #include "orvamesh/monitor/bridge_monitor.h"
 #include "platform/process_runner.h"
+#include "support/kernel_feature.h"
 #include "support/netns.h"
 #include "support/wait_until.h"
 
@@ -24,6 +25,7 @@ class BridgeMonitorTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ORVA_REQUIRE_NETNS();
+    ORVA_REQUIRE_KERNEL_FEATURE(orva::test::KernelFeature::kBridgeNetlinkEvents);
     bridge_ = std::make_unique<NetNs>("brs");
     a_ = std::make_unique<NetNs>("bra");
     b_ = std::make_unique<NetNs>("brb");

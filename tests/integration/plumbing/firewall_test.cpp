@@ -15,6 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "orvamesh/utils/firewall.h"
+#include "support/kernel_feature.h"
 #include "support/log_capture.h"
 #include "support/netns.h"
 #include "support/temp_dir.h"
@@ -35,6 +36,7 @@ class FirewallHooks : public ::testing::Test {
  protected:
   void SetUp() override {
     ORVA_REQUIRE_NETNS();
+    ORVA_REQUIRE_KERNEL_FEATURE(orva::test::KernelFeature::kNetfilterNetlink);
     node_ = std::make_unique<NetNs>("fwn");
     lan_ = std::make_unique<NetNs>("fwl");
     other_ = std::make_unique<NetNs>("fwo");
@@ -217,3 +219,17 @@ TEST_F(FirewallHooks, RefuseBadInputWithoutTouchingTheRuleset) {
 }
 
 }  // namespace
+
+// Only where the kernel (or an emulator) offers no nftables socket: libnftables would end the
+// process there, so the firewall has to notice first and fail like any refused change.
+TEST(FirewallWithoutNetfilter, FailsEveryChangeAndTheProcessGoesOn) {
+  if (orva::test::KernelFeatureMissing(orva::test::KernelFeature::kNetfilterNetlink).empty()) {
+    GTEST_SKIP() << "this kernel has nftables sockets";
+  }
+  orva::test::LogCapture log;
+  Utils::Firewall firewall;
+  std::vector<FirewallHook> hooks;
+  EXPECT_NE(firewall.Open(FirewallHook{FirewallProtocol::kTcp, 22, "eth0"}), 0);
+  EXPECT_NE(firewall.List(hooks), 0);
+  EXPECT_TRUE(log.Contains("no netfilter netlink socket"));
+}

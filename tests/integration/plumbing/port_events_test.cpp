@@ -6,6 +6,7 @@
 #include "orvamesh/base/exception.h"
 #include "orvamesh/driver/ioctl_helper.h"
 #include "orvamesh/driver/port_event_receiver.h"
+#include "support/kernel_feature.h"
 #include "support/netns.h"
 #include "support/wait_until.h"
 
@@ -19,6 +20,7 @@ class PortTest : public ::testing::Test {
  protected:
   void SetUp() override {
     ORVA_REQUIRE_NETNS();
+    ORVA_REQUIRE_KERNEL_FEATURE(orva::test::KernelFeature::kEthtoolIoctl);
     ns_ = std::make_unique<NetNs>("prt");
     peer_ = std::make_unique<NetNs>("prp");
     orva::test::AddVeth(ns_.get(), "e0", peer_.get(), "f0");

@@ -16,6 +16,7 @@
 #include "orvamesh/scan_wired/scan_listener.h"
 #include "orvamesh/scan_wired/scan_responder.h"
 #include "scan_peer.h"
+#include "support/kernel_feature.h"
 #include "support/lan.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
@@ -51,6 +52,7 @@ class CAPScanOnABridge : public ::testing::Test {
  protected:
   void SetUp() override {
     ORVA_REQUIRE_NETNS();
+    ORVA_REQUIRE_KERNEL_FEATURE(orva::test::KernelFeature::kIpv6MulticastIf);
     lan_ = std::make_unique<Lan>();
     cap_ = &lan_->AddHost("cap");
     // A global source text: REs answer only link-local probers, so every scan below that finds

@@ -32,7 +32,8 @@ class IOThreadLifecycle : public ::testing::Test {
   }
   void ExpectNothingLeft() {
     EXPECT_EQ(OpenDescriptorCount(), fds_);
-    EXPECT_EQ(ThreadCount(), threads_);
+    // An emulator may list a joined thread a moment longer.
+    EXPECT_TRUE(WaitUntil([&] { return ThreadCount() == threads_; })) << ThreadCount() << " vs " << threads_;
   }
 
   LogCapture log_;

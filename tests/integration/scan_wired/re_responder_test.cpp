@@ -14,6 +14,7 @@
 #include "orvamesh/base/exception.h"
 #include "scan_peer.h"
 #include "scan_wired/wired_scan_packet.h"
+#include "support/kernel_feature.h"
 #include "support/lan.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
@@ -52,6 +53,7 @@ class REResponderOnTheWire : public ::testing::Test {
  protected:
   void SetUp() override {
     ORVA_REQUIRE_NETNS();
+    ORVA_REQUIRE_KERNEL_FEATURE(orva::test::KernelFeature::kIpv6MulticastIf);
     lan_ = std::make_unique<Lan>();
     re_ = &lan_->AddHost("re");
     cap_ = &lan_->AddHost("cap");

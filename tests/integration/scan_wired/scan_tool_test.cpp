@@ -12,6 +12,7 @@
 
 #include "orvamesh/platform/ip_address.h"
 #include "platform/process_runner.h"
+#include "support/kernel_feature.h"
 #include "support/child.h"
 #include "support/lan.h"
 #include "support/wait_until.h"
@@ -63,6 +64,7 @@ class ScanTool : public ::testing::Test {
  protected:
   void SetUp() override {
     ORVA_REQUIRE_NETNS();
+    ORVA_REQUIRE_KERNEL_FEATURE(orva::test::KernelFeature::kIpv6MulticastIf);
     if (::access(kTool.c_str(), X_OK) != 0) GTEST_SKIP() << kTool << " is not built (ORVAMESH_BUILD_TOOLS off)";
     lan_ = std::make_unique<Lan>();
     cap_ = &lan_->AddHost("cap");
