@@ -115,7 +115,7 @@ EthernetLinkSettings IOCTLHelper::GetEthernetLink(const std::string& ifname) {
   request.Get().ifr_data = reinterpret_cast<char*>(&cmd);
   request.Issue(SIOCETHTOOL, "read the link settings");
   const uint32_t speed = ethtool_cmd_speed(&cmd);
-  settings.speedMbps = speed == SPEED_UNKNOWN ? 0 : speed;
+  settings.speedMbps = speed == static_cast<uint32_t>(SPEED_UNKNOWN) ? 0 : speed;
   settings.fullDuplex = cmd.duplex == DUPLEX_FULL;
   return settings;
 }

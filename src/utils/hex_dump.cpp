@@ -9,7 +9,7 @@ namespace {
 constexpr size_t kRow = 16;
 
 void AppendOffset(std::string& out, size_t offset) {
-  char text[16];
+  char text[24];  // room for a 64-bit offset
   std::snprintf(text, sizeof text, "%08zx", offset);
   out += text;
 }

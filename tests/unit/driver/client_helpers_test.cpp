@@ -73,7 +73,7 @@ TEST_F(FakeClients, ArgumentsReachTheClientAsWordsAndBadInterfaceNamesNeverDo) {
   root_.ClearCalls(kHostapCli);
 
   // Names the kernel would refuse, some of which would reach a pid-file path.
-  for (const std::string name : std::vector<std::string>{"../../tmp/x", "wlan0; reboot", "", "a/b",
+  for (const std::string& name : std::vector<std::string>{"../../tmp/x", "wlan0; reboot", "", "a/b",
                                  "sixteen-chars-xx", "..", "wl\tan0",
                                  "wl\nan0", "eth0:1"}) {
     HostapHelper ap(name);

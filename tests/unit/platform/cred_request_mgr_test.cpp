@@ -81,7 +81,9 @@ TEST_F(WebapiPlatform, TakesOnlyAddressLiteralsAndHostNamesAsHosts) {
     CredRequestMgr manager;
     const int id = manager.AddCredRequest(host, "https", 443, "mesh", "A", 1, "m", Json::Value(), 5, 0);
     EXPECT_EQ(id == 0, accepted) << host;
-    if (!accepted) EXPECT_EQ(manager.GetError(), CredRequestMgr::kBadArgument) << host;
+    if (!accepted) {
+      EXPECT_EQ(manager.GetError(), CredRequestMgr::kBadArgument) << host;
+    }
   }
 }
 

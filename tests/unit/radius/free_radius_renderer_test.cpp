@@ -104,7 +104,9 @@ TEST(FreeRadiusFiles, AreWrittenWithMode0640AndNoLeftovers) {
     names.push_back(entry.path().lexically_relative(dir.Path()).string());
     struct stat st{};
     ASSERT_EQ(::stat(entry.path().c_str(), &st), 0);
-    if (S_ISREG(st.st_mode)) EXPECT_EQ(st.st_mode & 07777, 0640u) << names.back();
+    if (S_ISREG(st.st_mode)) {
+      EXPECT_EQ(st.st_mode & 07777, 0640u) << names.back();
+    }
   }
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, (std::vector<std::string>{"clients.conf", "proxy.conf", "sites-enabled", "sites-enabled/orvamesh"}));

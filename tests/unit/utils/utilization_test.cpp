@@ -134,7 +134,9 @@ TEST(UtilizationOfThisMachine, AgreesWithPsutilAndFollowsTheLoad) {
   const double theirs = std::stod(out);
   EXPECT_GT(busy, 80);
   EXPECT_NEAR(load.cpuPercent, theirs, 15.0);
-  if (theirs < 20) EXPECT_LT(load.cpuPercent, 30);
+  if (theirs < 20) {
+    EXPECT_LT(load.cpuPercent, 30);
+  }
 }
 
 }  // namespace
