@@ -100,9 +100,9 @@ Json::Value ParseJsonText(const std::string& text, const std::string& what) {
 
 Json::Value JsonInput(const Args& args) {
   const std::string* file = args.Option("file");
-  const std::string* text = args.Option("json");
-  if (file != nullptr && text != nullptr) throw UsageError("give --file or --json, not both");
-  if (text != nullptr) return ParseJsonText(*text, "--json");
+  const std::string* text = args.Option("data");
+  if (file != nullptr && text != nullptr) throw UsageError("give --file or --data, not both");
+  if (text != nullptr) return ParseJsonText(*text, "--data");
   if (file == nullptr) return Json::Value();
   std::string content;
   if (*file == "-") {
@@ -181,6 +181,77 @@ std::string WithoutLocation(const std::string& what) {
   if (colon == std::string::npos || space < colon) return what;
   return what.substr(colon + 2);
 }
+
+std::string Innermost(const std::exception& e) {
+  try {
+    std::rethrow_if_nested(e);
+  } catch (const std::exception& inner) {
+    return Innermost(inner);
+  } catch (...) {
+  }
+  return e.what();
+}
+
+std::string WithErrnoText(const std::string& text) {
+  static const std::string kMark = "errno: [";
+  std::string out;
+  size_t from = 0;
+  for (size_t at = text.find(kMark); at != std::string::npos; at = text.find(kMark, from)) {
+    const size_t digits = at + kMark.size();
+    const size_t close = text.find(']', digits);
+    if (close == std::string::npos || close == digits ||
+        text.find_first_not_of("0123456789", digits) != close) {
+      out.append(text, from, digits - from);
+      from = digits;
+      continue;
+    }
+    out.append(text, from, close + 1 - from);
+    out += " (" + std::string(std::strerror(std::atoi(text.c_str() + digits))) + ")";
+    from = close + 1;
+  }
+  out.append(text, from, std::string::npos);
+  return out;
+}
+
+namespace {
+
+// What GLib, the bus and our proxy say, in the words of someone running the tool. The first
+// match in the whole chain wins, so the most specific patterns come first.
+std::string CauseInWords(const std::string& chain) {
+  static const std::pair<const char*, const char*> kCauses[] = {
+      {"serviceunknown", "the daemon is not running (nobody owns its name on this bus)"},
+      {"target service does not exist", "the daemon is not running (nobody owns its name on this bus)"},
+      {"name has no owner", "the daemon is not running (nobody owns its name on this bus)"},
+      {"not provided by any .service files", "the daemon is not running (nobody owns its name on this bus)"},
+      {"accessdenied", "access denied: the bus policy does not let this user call the daemon"},
+      {"access denied", "access denied: the bus policy does not let this user call the daemon"},
+      {"rejected send message", "access denied: the bus policy does not let this user call the daemon"},
+      {"noreply", "no reply in time: the daemon is busy or hung"},
+      {"timeout was reached", "no reply in time: the daemon is busy or hung"},
+      {"timed out", "no reply in time: the daemon is busy or hung"},
+      {"connection is closed", "the bus went away (it stopped or restarted)"},
+      {"disconnected", "the bus went away (it stopped or restarted)"},
+      {"could not connect", "no bus at this address (is dbus-daemon running?)"},
+      {"no such file or directory", "no bus at this address (is dbus-daemon running?)"},
+      {"connection refused", "no bus at this address (is dbus-daemon running?)"},
+  };
+  std::string lower = chain;
+  for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  for (const auto& [needle, words] : kCauses) {
+    if (lower.find(needle) != std::string::npos) return words;
+  }
+  return "";
+}
+
+}  // namespace
+
+TransportFault::TransportFault(const std::exception& cause)
+    : std::runtime_error([&] {
+        const std::string words = CauseInWords(Describe(cause));
+        const std::string inner = WithErrnoText(WithoutLocation(Innermost(cause)));
+        return words.empty() ? inner : words + " [" + inner + "]";
+      }()),
+      chain_(WithErrnoText(Describe(cause))) {}
 
 std::string Describe(const std::exception& e) {
   std::string text = e.what();

@@ -32,10 +32,20 @@ constexpr int kExitRefusalBase = 10;
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
-// A fault between the tool and the daemon: exit status 3.
-struct TransportFault : std::runtime_error {
-  using std::runtime_error::runtime_error;
+// A fault between the tool and the daemon: exit status 3. The library's texts are fixed and
+// name source locations, so what() explains the fault in words (daemon not running, access
+// denied, no reply in time, bus gone) and Chain() keeps the nested texts for --verbose.
+class TransportFault : public std::runtime_error {
+ public:
+  explicit TransportFault(const std::exception& cause);
+  const std::string& Chain() const noexcept { return chain_; }
+
+ private:
+  std::string chain_;
 };
+
+// "errno: [9]" becomes "errno: [9] (Bad file descriptor)".
+std::string WithErrnoText(const std::string& text);
 
 // Options of one subcommand. `spec` names the allowed options separated by spaces; a name
 // ending in "!" is a flag without value. "--name value" and "--name=value" are both taken;
@@ -58,7 +68,8 @@ Client::NodeId ParseNodeId(const std::string& word);
 Client::NodeIdList ParseNodeIds(const std::vector<std::string>& words);
 bool ParseSwitch(const std::string& word);
 Json::Value ParseJsonText(const std::string& text, const std::string& what);
-// The JSON of --file PATH ("-" is standard input) or --json TEXT; null when neither is given.
+// The JSON of --file PATH ("-" is standard input) or --data JSON; null when neither is given.
+// (Input is named for input: --json means "print JSON" in our other tools.)
 Json::Value JsonInput(const Args& args);
 // "firmwareVersion" -> "firmware-version".
 std::string Kebab(const std::string& camel);
@@ -66,7 +77,7 @@ std::string Kebab(const std::string& camel);
 // The options that fill the fields of record R, one per field, named in kebab case.
 template <typename R>
 std::string RecordOptions() {
-  std::string spec = "file json";
+  std::string spec = "file data";
   for (const char* field : R::kFieldNames) spec += " " + Kebab(field);
   return spec;
 }
@@ -79,7 +90,7 @@ void SetFieldFromWord(Json::Value& json, const Json::Value& model, const std::st
 // An SDK exception's text without its "file:function:line: " prefix.
 std::string WithoutLocation(const std::string& what);
 
-// Record R from --file/--json, then from one option per field (options win).
+// Record R from --file/--data, then from one option per field (options win).
 template <typename R>
 R RecordFromArgs(const Args& args) {
   Json::Value json = JsonInput(args);
@@ -131,5 +142,7 @@ Json::Value ToJson(const std::map<K, V>& values) {
 
 // "caused by" chain of a nested exception, one line per level.
 std::string Describe(const std::exception& e);
+// The innermost exception's text of a nested chain.
+std::string Innermost(const std::exception& e);
 
 }  // namespace orvacli

@@ -20,6 +20,7 @@
 #include "cli.h"
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/client/mesh_client.h"
+#include "orvamesh/dbus/mesh_gdbus_client.h"
 #include "orvamesh/scan/topology_builder.h"
 #include "orvamesh/utils/led_mode.h"
 
@@ -33,14 +34,17 @@ namespace Scan = ORVA::MESH::SDK::Scan;
 using Client::ERROR_CODE;
 using Client::MeshClient;
 
-constexpr const char* kGlobalOptions = " bus compact!";
+constexpr const char* kGlobalOptions = " bus compact! verbose!";
+// Where libdbus and GDBus look for the system bus when DBUS_SYSTEM_BUS_ADDRESS is not set.
+constexpr const char* kSystemBusDefault = "unix:path=/var/run/dbus/system_bus_socket";
 
 constexpr const char* kStatuses =
     "Exit status:\n"
     "  0   done (NONE)\n"
     "  1   a followed setup or update failed without a code, or was stopped\n"
     "  2   bad command line or input file\n"
-    "  3   transport fault: no bus, no daemon, an undecodable answer (details on stderr)\n"
+    "  3   transport fault: no bus, no daemon, an undecodable answer (the cause on stderr;\n"
+    "      --verbose adds the library's nested messages)\n"
     "  11  UNKNOWN_ERROR                      17  CURRENTLY_UNAVAILABLE\n"
     "  12  SERVER_INTERNAL_ERROR              18  NODE_NOT_EXIST\n"
     "  13  SETUP_IN_PROGRESS                  19  NODE_ALREADY_EXIST\n"
@@ -69,7 +73,7 @@ struct Context {
       try {
         client = Client::MeshClientFactory::GetClient();
       } catch (const std::exception& e) {
-        throw TransportFault(Describe(e));
+        throw TransportFault(e);
       }
     }
     return *client;
@@ -83,7 +87,7 @@ auto Call(Context& ctx, F&& operation) -> decltype(operation(ctx.Mesh())) {
   try {
     return operation(mesh);
   } catch (const std::exception& e) {
-    throw TransportFault(Describe(e));
+    throw TransportFault(e);
   }
 }
 
@@ -405,7 +409,7 @@ int TopologyChange(Context& ctx, ERROR_CODE (MeshClient::*op)(const Json::Value&
   NeedPositional(ctx, 0, 1);
   Json::Value change = JsonInput(ctx.args);
   if (!ctx.args.Positional().empty()) {
-    if (!change.isNull()) throw UsageError("give the change as an argument or with --file/--json, not both");
+    if (!change.isNull()) throw UsageError("give the change as an argument or with --file/--data, not both");
     change = ParseJsonText(ctx.args.Positional()[0], "the argument");
   }
   if (change.isNull()) throw UsageError("missing the change (JSON)");
@@ -447,7 +451,7 @@ const std::vector<Command>& Commands() {
        }},
       Getter("get-setup-node-progress", "Prints the progress of the node setup.", &M::GetSetupNodeProgress),
       Plain("stop-setup-node", "Stops a running node setup.", &M::StopSetupNode),
-      {"start-setup-node", "--mac MAC [--serial S] [--link TYPE] [--name NAME] [--file PATH|--json TEXT] [--follow]",
+      {"start-setup-node", "--mac MAC [--serial S] [--link TYPE] [--name NAME] [--file PATH|--data JSON] [--follow]",
        "Adds a scanned node to the mesh. --link is NONE, ETHERNET, WIFI_2G, WIFI_5G or WIFI_6G.\n"
        "With --follow, shows the setup's progress until it ends.",
        RecordOptions<Client::SetupNodeInfo>() + " follow!",
@@ -459,7 +463,7 @@ const std::vector<Command>& Commands() {
          if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
          return Follow(ctx, &SetupProgress);
        }},
-      {"notice-wps-result", "--success on|off --station MAC [--interface IF] [--file PATH|--json TEXT]",
+      {"notice-wps-result", "--success on|off --station MAC [--interface IF] [--file PATH|--data JSON]",
        "Tells the daemon how a WPS session ended.", RecordOptions<Client::WPSResultInfo>(),
        [](Context& ctx) {
          NeedPositional(ctx, 0, 0);
@@ -468,7 +472,7 @@ const std::vector<Command>& Commands() {
          return Done(ctx, Call(ctx, [&](M& m) { return m.NoticeWPSResult(info); }));
        }},
       {"wireless-join-network",
-       "--mac MAC [--model-unique M] [--serial S] [--firmware-version V] [--public-key K] [--file PATH|--json TEXT]",
+       "--mac MAC [--model-unique M] [--serial S] [--firmware-version V] [--public-key K] [--file PATH|--data JSON]",
        "Asks to join a node over Wi-Fi; prints the controller's answer.", RecordOptions<Client::JoinNetworkInfo>(),
        [](Context& ctx) {
          NeedPositional(ctx, 0, 0);
@@ -477,7 +481,7 @@ const std::vector<Command>& Commands() {
          return Show(ctx, Call(ctx, [&](M& m) { return m.WirelessJoinNetwork(info); }));
        }},
       {"ethernet-join-network",
-       "--mac MAC [--model-unique M] [--serial S] [--firmware-version V] [--public-key K] [--file PATH|--json TEXT]",
+       "--mac MAC [--model-unique M] [--serial S] [--firmware-version V] [--public-key K] [--file PATH|--data JSON]",
        "Asks to join a node over Ethernet; prints the controller's answer.", RecordOptions<Client::JoinNetworkInfo>(),
        [](Context& ctx) {
          NeedPositional(ctx, 0, 0);
@@ -516,13 +520,13 @@ const std::vector<Command>& Commands() {
          const auto ids = ParseNodeIds(ctx.args.Positional());
          return Show(ctx, Call(ctx, [&](M& m) { return m.GetLedConfigs(ids); }));
        }},
-      {"set-led-blinkings", "ID=on|off... [--file PATH|--json TEXT]",
-       "Makes nodes' LEDs blink or stop. JSON input: {\"ID\": true, ...}.", "file json", &SetLedBlinkings},
-      {"set-led-configs", "ID... [--mode schedule|sleep|normal] [--blinking on|off] [--schedule TEXT] | --file PATH|--json TEXT",
+      {"set-led-blinkings", "ID=on|off... [--file PATH|--data JSON]",
+       "Makes nodes' LEDs blink or stop. JSON input: {\"ID\": true, ...}.", "file data", &SetLedBlinkings},
+      {"set-led-configs", "ID... [--mode schedule|sleep|normal] [--blinking on|off] [--schedule TEXT] | --file PATH|--data JSON",
        "Changes LED settings. With ids, changes only the named settings of those nodes.\n"
        "JSON input: {\"ID\": {\"blinking\": false, \"mode\": 2, \"schedule\": \"\"}, ...} (mode 0 schedule,\n"
        "1 sleep, 2 normal; a schedule has 168 characters, one per hour of the week).",
-       "file json mode blinking schedule", &SetLedConfigs},
+       "file data mode blinking schedule", &SetLedConfigs},
       Getter("get-ieee1905-to-broadcast", "Prints whether IEEE 1905 messages are broadcast.",
              &M::GetIeee1905ToBroadcast),
       Switch("set-ieee1905-to-broadcast", "Turns broadcasting of IEEE 1905 messages on or off.",
@@ -537,10 +541,10 @@ const std::vector<Command>& Commands() {
       Plain("prepare-restore", "Prepares the mesh for a configuration restore.", &M::PrepareRestore),
       Plain("trigger-synchronize", "Synchronizes the configuration to every node.", &M::TriggerSynchronize),
       Plain("user-confirm-wifi-adjust", "Confirms a proposed Wi-Fi adjustment.", &M::UserConfirmWifiAdjust),
-      {"before-topology-change", "[JSON] [--file PATH|--json TEXT]", "Announces a topology change.", "file json",
+      {"before-topology-change", "[JSON] [--file PATH|--data JSON]", "Announces a topology change.", "file data",
        [](Context& ctx) { return TopologyChange(ctx, &M::BeforeTopologyChange); }},
-      {"after-topology-change", "[JSON] [--file PATH|--json TEXT]", "Reports a finished topology change.",
-       "file json", [](Context& ctx) { return TopologyChange(ctx, &M::AfterTopologyChange); }},
+      {"after-topology-change", "[JSON] [--file PATH|--data JSON]", "Reports a finished topology change.",
+       "file data", [](Context& ctx) { return TopologyChange(ctx, &M::AfterTopologyChange); }},
       Plain("igmp-snooping-pre-change", "Announces a change of IGMP snooping.", &M::IgmpSnoopingPreChange),
       Plain("igmp-snooping-post-change", "Reports a finished change of IGMP snooping.", &M::IgmpSnoopingPostChange),
       {"start-system-update", "[--follow]",
@@ -567,9 +571,9 @@ const std::vector<Command>& Commands() {
              &M::GetCustomTopologyScanResult),
       Getter("list-custom-topology", "Prints each repeater's uplink and whether the user chose it.",
              &M::ListCustomTopology),
-      {"set-custom-topology-config", "ID=UPLINK[:BACKHAUL]... [--file PATH|--json TEXT]",
+      {"set-custom-topology-config", "ID=UPLINK[:BACKHAUL]... [--file PATH|--data JSON]",
        "Chooses nodes' uplinks. JSON input: {\"ID\": {\"uplink\": 1, \"backhaul\": \"ETHERNET\"}, ...}.",
-       "file json", &SetCustomTopologyConfig},
+       "file data", &SetCustomTopologyConfig},
       {"topology", "[--dot]",
        "Prints the mesh as a tree (JSON), or with --dot as a Graphviz graph (orvamesh topology --dot | dot -Tsvg).",
        "dot!", &Topology},
@@ -585,13 +589,13 @@ const Command* FindCommand(const std::string& name) {
 }
 
 void PrintCommandHelp(const Command& command) {
-  std::cout << "Usage: orvamesh [--bus ADDRESS] [--compact] " << command.name
+  std::cout << "Usage: orvamesh [--bus ADDRESS] [--compact] [--verbose] " << command.name
             << (command.synopsis.empty() ? "" : " " + command.synopsis) << "\n\n"
             << command.help << "\n\n" << kStatuses;
 }
 
 void PrintHelp(std::ostream& out) {
-  out << "Usage: orvamesh [--bus ADDRESS] [--compact] SUBCOMMAND [ARGS]\n"
+  out << "Usage: orvamesh [--bus ADDRESS] [--compact] [--verbose] SUBCOMMAND [ARGS]\n"
          "       orvamesh SUBCOMMAND --help\n"
          "       orvamesh --version\n\n"
          "Calls the mesh daemon (com.velanto.mesh) on the system bus and prints the result as JSON.\n"
@@ -611,6 +615,7 @@ int Main(int argc, char** argv) {
   size_t at = 0;
   std::string bus;
   bool compact = false;
+  bool verbose = false;
   for (; at < words.size() && (words[at].rfind("--", 0) == 0 || words[at] == "-h"); ++at) {
     if (words[at] == "--help" || words[at] == "-h") {
       PrintHelp(std::cout);
@@ -620,6 +625,8 @@ int Main(int argc, char** argv) {
       return kExitOk;
     } else if (words[at] == "--compact") {
       compact = true;
+    } else if (words[at] == "--verbose") {
+      verbose = true;
     } else if (words[at] == "--bus") {
       if (at + 1 >= words.size()) {
         std::cerr << "orvamesh: --bus needs a D-Bus address (unix:path=...)" << std::endl;
@@ -657,6 +664,7 @@ int Main(int argc, char** argv) {
     }
     if (const std::string* value = ctx.args.Option("bus")) bus = *value;
     ctx.compact = compact || ctx.args.Flag("compact");
+    verbose = verbose || ctx.args.Flag("verbose");
     if (!bus.empty()) ::setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.c_str(), 1);
     return command->run(ctx);
   } catch (const UsageError& e) {
@@ -664,7 +672,12 @@ int Main(int argc, char** argv) {
               << " --help'." << std::endl;
     return kExitUsage;
   } catch (const TransportFault& e) {
-    std::cerr << "orvamesh: " << command->name << ": transport fault: " << e.what() << std::endl;
+    const char* address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    std::cerr << "orvamesh: " << command->name << ": transport fault: cannot use the mesh daemon \""
+              << ORVA::MESH::SDK::Dbus::kMeshBusName << "\" on the bus "
+              << (address != nullptr && *address != '\0' ? address : kSystemBusDefault) << ": " << e.what()
+              << std::endl;
+    if (verbose) std::cerr << e.Chain() << std::endl;
     return kExitTransport;
   }
 }

@@ -5,6 +5,7 @@
 
 #include <cctype>
 #include <atomic>
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <thread>
@@ -127,7 +128,7 @@ TEST_F(Tools, EveryQueryPrintsTheMeshFileAsJson) {
          EXPECT_EQ(j["meshId"].asString(), "velanto-home");
          EXPECT_EQ(j["controllerAddress"].asString(), "192.168.1.1");
        }},
-      {{"ethernet-join-network", "--json", R"({"mac": "00:24:e7:10:00:09"})"},
+      {{"ethernet-join-network", "--data", R"({"mac": "00:24:e7:10:00:09"})"},
        [](const Json::Value& j) { EXPECT_EQ(j["credential"].asString(), "sim-00:24:e7:10:00:09"); }},
       {{"topology"},
        [](const Json::Value& j) {
@@ -157,7 +158,7 @@ TEST_F(Tools, ActionsWithoutResultPrintNothingAndSucceed) {
       {"trigger-synchronize"},
       {"user-confirm-wifi-adjust"},
       {"before-topology-change", R"({"node": 4, "uplink": 3})"},
-      {"after-topology-change", "--json", "{}"},
+      {"after-topology-change", "--data", "{}"},
       {"igmp-snooping-pre-change"},
       {"igmp-snooping-post-change"},
       {"trigger-backhaul-status-update"},
@@ -189,7 +190,7 @@ TEST_F(Tools, AChangeIsSeenByTheNextCommand) {
       {{"set-led-configs", "3", "--blinking", "on"},
        {"get-led-configs", "3"},
        R"({"3":{"blinking":true,"mode":1,"schedule":""}})"},
-      {{"set-led-configs", "--json", R"({"2": {"blinking": false, "mode": 0, "schedule": ")" + kSchedule + "\"}}"},
+      {{"set-led-configs", "--data", R"({"2": {"blinking": false, "mode": 0, "schedule": ")" + kSchedule + "\"}}"},
        {"get-led-configs", "2"},
        R"({"2":{"blinking":false,"mode":0,"schedule":")" + kSchedule + "\"}}"},
       {{"set-custom-topology-config", "4=3:ethernet"},
@@ -386,11 +387,28 @@ TEST_F(Tools, AFollowerSeesTheTransportFaultWhenTheDaemonDies) {
   EXPECT_THAT(follow.err, HasSubstr("transport fault"));
 }
 
-TEST_F(Tools, NoBusIsATransportFault) {
+// Each way of missing the daemon is told in words on one line, naming the bus and the service;
+// the library's nested texts with their source locations come only with --verbose.
+TEST_F(Tools, TransportFaultsSayWhichBusAndWhyOnOneLine) {
   TempDir dir;
-  const ToolRun run = RunTool(CliPath(), {"--bus", "unix:path=" + dir.Join("nobody"), "get-node-ids"});
-  EXPECT_EQ(run.status, 3);
-  EXPECT_THAT(run.err, HasSubstr("transport fault"));
+  PrivateBus stopped;
+  const std::string stoppedAddress = stopped.Address();
+  stopped.Kill();
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"unix:path=" + dir.Join("nobody"), "no bus at this address"},
+      {stoppedAddress, "no bus at this address"},
+      {SharedPrivateBus().Address(), "the daemon is not running"},  // no simulator on it
+  };
+  for (const auto& [address, cause] : cases) {
+    const ToolRun plain = RunTool(CliPath(), {"--bus", address, "get-node-ids"});
+    EXPECT_EQ(plain.status, 3) << address;
+    EXPECT_THAT(plain.err, HasSubstr("\"com.velanto.mesh\" on the bus " + address + ": " + cause));
+    EXPECT_EQ(std::count(plain.err.begin(), plain.err.end(), '\n'), 1) << plain.err;
+    const ToolRun verbose = RunTool(CliPath(), {"--bus", address, "get-node-ids", "--verbose"});
+    EXPECT_EQ(verbose.status, 3);
+    EXPECT_THAT(verbose.err, HasSubstr(plain.err));
+    EXPECT_THAT(verbose.err, HasSubstr("dbus/")) << "the chain keeps its source locations";
+  }
 }
 
 TEST_F(Tools, BadCommandLinesExitWithStatusTwoAndSayWhy) {
@@ -412,16 +430,16 @@ TEST_F(Tools, BadCommandLinesExitWithStatusTwoAndSayWhy) {
       {{"start-setup-node", "--mac", "00:24:e7:10:00:05", "--link", "carrier-pigeon"}, "Field [link] is not a known name (one of NONE, ETHERNET, WIFI_2G, WIFI_5G, WIFI_6G)"},
       {{"start-setup-node", "--file", malformed}, "bad.json is not valid JSON"},
       {{"start-setup-node", "--file", dir.Join("missing.json")}, "cannot read"},
-      {{"start-setup-node", "--json", R"({"mac": 5})"}, "start-setup-node: Field [mac]"},
-      {{"start-setup-node", "--json", "[]"}, "must be an object"},
+      {{"start-setup-node", "--data", R"({"mac": 5})"}, "start-setup-node: Field [mac]"},
+      {{"start-setup-node", "--data", "[]"}, "must be an object"},
       {{"notice-wps-result", "--station", "3c:22:fb:01:02:03", "--success", "sometimes"}, "--success"},
       {{"notice-wps-result", "--station"}, "--station needs a value"},
       {{"set-led-blinkings", "2"}, "is not of the form ID=VALUE"},
       {{"set-led-blinkings"}, "nothing to set"},
       {{"set-led-configs", "2", "--mode", "dim"}, "--mode must be schedule, sleep or normal"},
       {{"set-led-configs", "2", "--schedule", "abc"}, "168 characters"},
-      {{"set-led-configs", "--json", R"({"2": {"blinking": true}})"}, "node 2: LED settings"},
-      {{"set-led-configs", "--json", R"({"two": {"mode": 2}})"}, "JSON key 'two' is no node id"},
+      {{"set-led-configs", "--data", R"({"2": {"blinking": true}})"}, "node 2: LED settings"},
+      {{"set-led-configs", "--data", R"({"two": {"mode": 2}})"}, "JSON key 'two' is no node id"},
       {{"set-custom-topology-config", "4=3:fast"}, "'4=3:fast': Field [backhaul]"},
       {{"before-topology-change", "{"}, "the argument is not valid JSON"},
       {{"before-topology-change"}, "missing the change"},
@@ -449,7 +467,7 @@ TEST_F(Tools, EverySubcommandExplainsItself) {
   for (const auto& name : names) {
     const ToolRun help = RunTool(CliPath(), {name, "--help"});
     EXPECT_EQ(help.status, 0) << name;
-    EXPECT_THAT(help.out, HasSubstr("orvamesh [--bus ADDRESS] [--compact] " + name)) << name;
+    EXPECT_THAT(help.out, HasSubstr("orvamesh [--bus ADDRESS] [--compact] [--verbose] " + name)) << name;
     EXPECT_THAT(help.out, HasSubstr("18  NODE_NOT_EXIST")) << name;
   }
 }
