@@ -194,6 +194,26 @@ int Follow(Context& ctx, const std::function<Client::Result<Progress>(MeshClient
   }
 }
 
+// --follow for operations whose progress is a result rather than a stage: polls until the
+// result says the work is over, then prints that last result.
+template <typename T>
+int WaitFor(Context& ctx, Client::Result<T> (MeshClient::*poll)(), bool (*finished)(const T&)) {
+  for (;;) {
+    const auto result = Call(ctx, [poll](MeshClient& m) { return (m.*poll)(); });
+    if (result.first != ERROR_CODE::NONE || finished(result.second)) return Show(ctx, result);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+}
+
+bool ScanOver(const Client::ScanResult& r) { return !r.inProgress; }
+bool RemovalOver(const Client::MeshSystemStatus& s) { return !s.removalInProgress; }
+bool TopologyScanOver(const Client::CustomTopologyScanResultMap& results) {
+  for (const auto& [id, result] : results) {
+    if (!result.done) return false;
+  }
+  return true;
+}
+
 Client::Result<Progress> SetupProgress(MeshClient& m) {
   auto [code, s] = m.GetSetupNodeProgress();
   Progress p;
@@ -427,7 +447,16 @@ R NeedMac(R record, const ORVA::MESH::SDK::Mac& mac, const char* option) {
 const std::vector<Command>& Commands() {
   using M = MeshClient;
   static const std::vector<Command> commands = {
-      Plain("start-scan", "Starts a scan for nodes that could join the mesh.", &M::StartScan),
+      {"start-scan", "[--follow]",
+       "Starts a scan for nodes that could join the mesh. With --follow, waits for its end and\n"
+       "prints the result.",
+       "follow!",
+       [](Context& ctx) {
+         NeedPositional(ctx, 0, 0);
+         const ERROR_CODE code = Call(ctx, [](M& m) { return m.StartScan(); });
+         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
+         return WaitFor(ctx, &M::GetScanResult, &ScanOver);
+       }},
       Plain("stop-scan", "Stops a running scan.", &M::StopScan),
       {"get-node-name", "ID", "Prints a node's name.", "",
        [](Context& ctx) {
@@ -443,11 +472,16 @@ const std::vector<Command>& Commands() {
        }},
       Getter("get-scan-result", "Prints the nodes found by the last scan.", &M::GetScanResult),
       Getter("get-mesh-system-status", "Prints the mesh's state and what it is busy with.", &M::GetMeshSystemStatus),
-      {"remove-nodes", "ID...", "Removes nodes from the mesh.", "",
+      {"remove-nodes", "ID... [--follow]",
+       "Removes nodes from the mesh. With --follow, waits until the removal is over and prints\n"
+       "the mesh's state.",
+       "follow!",
        [](Context& ctx) {
          NeedPositional(ctx, 1, SIZE_MAX);
          const auto ids = ParseNodeIds(ctx.args.Positional());
-         return Done(ctx, Call(ctx, [&](M& m) { return m.RemoveNodes(ids); }));
+         const ERROR_CODE code = Call(ctx, [&](M& m) { return m.RemoveNodes(ids); });
+         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
+         return WaitFor(ctx, &M::GetMeshSystemStatus, &RemovalOver);
        }},
       Getter("get-setup-node-progress", "Prints the progress of the node setup.", &M::GetSetupNodeProgress),
       Plain("stop-setup-node", "Stops a running node setup.", &M::StopSetupNode),
@@ -561,11 +595,15 @@ const std::vector<Command>& Commands() {
              &M::GetSystemUpdateProgressV2),
       Plain("trigger-backhaul-status-update", "Refreshes the backhaul status of every node.",
             &M::TriggerBackhaulStatusUpdate),
-      {"trigger-custom-topology-scan", "[ID...]", "Looks for possible uplinks of nodes (all repeaters without ids).",
-       "",
+      {"trigger-custom-topology-scan", "[ID...] [--follow]",
+       "Looks for possible uplinks of nodes (all repeaters without ids). With --follow, waits\n"
+       "until every node's scan is done and prints the uplinks found.",
+       "follow!",
        [](Context& ctx) {
          const auto ids = ParseNodeIds(ctx.args.Positional());
-         return Done(ctx, Call(ctx, [&](M& m) { return m.TriggerCustomTopologyScan(ids); }));
+         const ERROR_CODE code = Call(ctx, [&](M& m) { return m.TriggerCustomTopologyScan(ids); });
+         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
+         return WaitFor(ctx, &M::GetCustomTopologyScanResult, &TopologyScanOver);
        }},
       Getter("get-custom-topology-scan-result", "Prints the possible uplinks found, by node id.",
              &M::GetCustomTopologyScanResult),

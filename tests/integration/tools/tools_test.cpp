@@ -252,6 +252,36 @@ TEST_F(Tools, ANodeSetupFollowedToTheEndJoinsTheNode) {
   EXPECT_EQ(Cli({"start-setup-node", "--mac", "00:24:e7:10:00:05"}).status, 19) << "NODE_ALREADY_EXIST";
 }
 
+// --follow waits for the work to be over and prints the last result, which must already say so.
+TEST_F(Tools, FollowedScansAndRemovalsPrintTheirOutcome) {
+  SimDaemon daemon(kFastTickMs);
+  struct Case {
+    std::vector<std::string> args;
+    std::function<void(const Json::Value&)> check;
+  };
+  const std::vector<Case> cases = {
+      {{"start-scan", "--follow"},
+       [](const Json::Value& r) {
+         EXPECT_FALSE(r["inProgress"].asBool());
+         EXPECT_FALSE(r["candidates"].empty());
+       }},
+      {{"trigger-custom-topology-scan", "3", "--follow"},
+       [](const Json::Value& r) {
+         ASSERT_TRUE(r.isMember("3"));
+         EXPECT_TRUE(r["3"]["done"].asBool());
+         EXPECT_FALSE(r["3"]["uplinkQuality"].empty());
+       }},
+      {{"remove-nodes", "4", "--follow"},
+       [](const Json::Value& r) { EXPECT_FALSE(r["removalInProgress"].asBool()); }},
+  };
+  for (const Case& c : cases) {
+    const ToolRun run = Cli(c.args);
+    ASSERT_EQ(run.status, 0) << c.args[0] << ": " << run.err;
+    c.check(run.Json());
+  }
+  EXPECT_FALSE(Cli({"get-node-infos"}).Json().isMember("4")) << "removed when the follow ended";
+}
+
 TEST_F(Tools, LongOperationsRunToTheirEnd) {
   SimDaemon daemon(kFastTickMs);
   const ToolRun update = Cli({"start-system-update", "--follow"});
@@ -424,7 +454,7 @@ TEST_F(Tools, BadCommandLinesExitWithStatusTwoAndSayWhy) {
       {{"get-node-name", "-1"}, "'-1' is no node id"},
       {{"reboot-node", "4294967296"}, "is no node id"},
       {{"switch-debug-log-level", "maybe"}, "'maybe' is no switch value"},
-      {{"start-scan", "--follow"}, "unknown option --follow"},
+      {{"stop-scan", "--follow"}, "unknown option --follow"},
       {{"start-setup-node"}, "--mac needs a MAC address"},
       {{"start-setup-node", "--mac", "00:24:e7:10:00"}, "Field [mac] is not a MAC address"},
       {{"start-setup-node", "--mac", "00:24:e7:10:00:05", "--link", "carrier-pigeon"}, "Field [link] is not a known name (one of NONE, ETHERNET, WIFI_2G, WIFI_5G, WIFI_6G)"},
