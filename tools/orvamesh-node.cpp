@@ -118,7 +118,7 @@ int FirewallList(bool json) {
 
 int main(int argc, char** argv) {
   int status = 0;
-  if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-node", kUsage, status)) return status;
+  if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-node", "this node's identity, load and firewall ports", kUsage, status)) return status;
   const std::vector<std::string> words(argv + 1, argv + argc);
   if (words.empty()) {
     std::cerr << kUsage;

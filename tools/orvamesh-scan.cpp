@@ -211,7 +211,7 @@ int main(int argc, char** argv) {
     if (verbose || priority <= LOG_ERR) std::cerr << "orvamesh-scan: " << line << "\n";
   });
   int status = kOk;
-  if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-scan", kUsageText, status)) return status;
+  if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-scan", "wired discovery between CAP and range extenders", kUsageText, status)) return status;
   try {
     if (argc < 3) throw UsageError{""};
     const std::string role = argv[1];

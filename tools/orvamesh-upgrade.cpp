@@ -283,7 +283,7 @@ int main(int argc, char** argv) {
       {"check", &Check}, {"download", &Download}, {"node", &Node}, {"group", &Group}, {"status", &Status}};
   try {
     int status = kOk;
-    if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-upgrade", kUsageText, status)) return status;
+    if (orvatools::AnswerFrontDoor(argc, argv, "orvamesh-upgrade", "firmware feeds, downloads and mesh upgrades", kUsageText, status)) return status;
     if (argc < 2 || commands.count(argv[1]) == 0) throw UsageError{argc < 2 ? "" : std::string("unknown command \"") + argv[1] + "\""};
     return orvatools::FinishOutput("orvamesh-upgrade", commands.at(argv[1])(Options(argc, argv, {"force", "json", "local"})));
   } catch (const UsageError& e) {

@@ -8,6 +8,7 @@
 #include <iostream>
 #include <string>
 
+#include "manual.h"
 #include "orvamesh/version.h"
 
 namespace orvatools {
@@ -19,15 +20,17 @@ inline void PrintVersion(const char* program) {
             << ")\n";
 }
 
-// True when argv[1] asked for help or the version; `status` is then the exit status.
-inline bool AnswerFrontDoor(int argc, char** argv, const char* program, const char* usage, int& status) {
+// True when argv[1] asked for help, the version, the man page or the completion script;
+// `status` is then the exit status.
+inline bool AnswerFrontDoor(int argc, char** argv, const char* program, const char* summary, const char* usage,
+                            int& status) {
   if (argc < 2) return false;
   const std::string word = argv[1];
   if (word == "-h" || word == "--help") {
     std::cout << usage;
   } else if (word == "--version") {
     PrintVersion(program);
-  } else {
+  } else if (!AnswerManual(argc, argv, ManualFromUsage(program, summary, usage))) {
     return false;
   }
   status = 0;

@@ -346,6 +346,10 @@ int main(int argc, char** argv) {
     if (arg == "--version") {
       orvatools::PrintVersion("orvamesh-simd");
       return 0;
+    }
+    if (i == 1 && orvatools::AnswerManual(argc, argv,
+                                          orvatools::ManualFromUsage("orvamesh-simd", "a simulated mesh daemon", kUsage))) {
+      return 0;
     } else if (arg == "--bus" || arg == "--tick-ms") {
       if (i + 1 >= argc) return Usage(arg + " needs a value");
       const std::string value = argv[++i];

@@ -12,6 +12,7 @@
 #include <iostream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -448,8 +449,8 @@ const std::vector<Command>& Commands() {
   using M = MeshClient;
   static const std::vector<Command> commands = {
       {"start-scan", "[--follow]",
-       "Starts a scan for nodes that could join the mesh. With --follow, waits for its end and\n"
-       "prints the result.",
+       "Starts a scan for nodes that could join the mesh.\n"
+       "With --follow, waits for its end and prints the result.",
        "follow!",
        [](Context& ctx) {
          NeedPositional(ctx, 0, 0);
@@ -473,8 +474,8 @@ const std::vector<Command>& Commands() {
       Getter("get-scan-result", "Prints the nodes found by the last scan.", &M::GetScanResult),
       Getter("get-mesh-system-status", "Prints the mesh's state and what it is busy with.", &M::GetMeshSystemStatus),
       {"remove-nodes", "ID... [--follow]",
-       "Removes nodes from the mesh. With --follow, waits until the removal is over and prints\n"
-       "the mesh's state.",
+       "Removes nodes from the mesh.\n"
+       "With --follow, waits until the removal is over and prints the mesh's state.",
        "follow!",
        [](Context& ctx) {
          NeedPositional(ctx, 1, SIZE_MAX);
@@ -596,8 +597,8 @@ const std::vector<Command>& Commands() {
       Plain("trigger-backhaul-status-update", "Refreshes the backhaul status of every node.",
             &M::TriggerBackhaulStatusUpdate),
       {"trigger-custom-topology-scan", "[ID...] [--follow]",
-       "Looks for possible uplinks of nodes (all repeaters without ids). With --follow, waits\n"
-       "until every node's scan is done and prints the uplinks found.",
+       "Looks for possible uplinks of nodes (all repeaters without ids).\n"
+       "With --follow, waits until every node's scan is done and prints the uplinks found.",
        "follow!",
        [](Context& ctx) {
          const auto ids = ParseNodeIds(ctx.args.Positional());
@@ -638,7 +639,8 @@ void PrintHelp(std::ostream& out) {
          "       orvamesh --version\n\n"
          "Calls the mesh daemon (com.velanto.mesh) on the system bus and prints the result as JSON.\n"
          "  --bus ADDRESS  use the bus at ADDRESS (sets DBUS_SYSTEM_BUS_ADDRESS)\n"
-         "  --compact      one-line JSON\n\n"
+         "  --compact      one-line JSON\n"
+         "  --verbose      with a transport fault, also the library's nested messages\n\n"
          "Subcommands:\n";
   for (const auto& command : Commands()) {
     out << "  " << command.name << std::string(command.name.size() < 32 ? 32 - command.name.size() : 1, ' ')
@@ -647,7 +649,28 @@ void PrintHelp(std::ostream& out) {
   out << "\n" << kStatuses;
 }
 
+// "file data follow!" -> {"--file", "--data", "--follow"}.
+std::vector<std::string> OptionWords(const std::string& spec) {
+  std::vector<std::string> out;
+  std::istringstream names(spec);
+  for (std::string name; names >> name;) out.push_back("--" + (name.back() == '!' ? name.substr(0, name.size() - 1) : name));
+  return out;
+}
+
+orvatools::Manual OrvameshManual() {
+  std::ostringstream help;
+  PrintHelp(help);
+  orvatools::Manual manual{"orvamesh", "call the mesh daemon from the command line", help.str(), {},
+                           {"--bus", "--compact", "--verbose", "--help", "--version"}, {"--bus"}};
+  for (const auto& command : Commands()) {
+    manual.subcommands.push_back({command.name, command.synopsis, command.help.substr(0, command.help.find('\n')),
+                                  OptionWords(command.options + kGlobalOptions)});
+  }
+  return manual;
+}
+
 int Main(int argc, char** argv) {
+  if (orvatools::AnswerManual(argc, argv, OrvameshManual())) return kExitOk;
   std::vector<std::string> words(argv + 1, argv + argc);
   // Options before the subcommand.
   size_t at = 0;

@@ -4,6 +4,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -63,3 +65,70 @@ TEST(ToolConventions, AResultThatCannotBeWrittenIsAFailure) {
 }
 
 }  // namespace
+
+namespace manual {
+
+// The subcommands a tool's --help names: orvamesh lists them under "Subcommands:", the others
+// write one usage line per subcommand.
+std::vector<std::string> SubcommandsInHelp(const std::string& name, const std::string& help) {
+  std::vector<std::string> found;
+  std::istringstream lines(help);
+  bool listing = false;
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    std::string first, second;
+    words >> first >> second;
+    if (line == "Subcommands:") listing = true;
+    else if (line.empty()) listing = false;
+    else if (listing) found.push_back(first);
+    else if ((first == "Usage:" || first == name) && (first == "Usage:" ? second == name : true)) {
+      std::string sub = first == "Usage:" ? "" : second;
+      if (first == "Usage:") words >> sub;
+      if (!sub.empty() && std::islower(static_cast<unsigned char>(sub[0]))) found.push_back(sub);
+    }
+  }
+  return found;
+}
+
+// What bash completes for the words typed so far, through the tool's own completion script.
+std::string Complete(const std::string& name, const std::string& script, const std::string& typed) {
+  const std::string program = "source /dev/stdin <<'EOS'\n" + script + "EOS\nCOMP_WORDS=(" + typed +
+                              ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n" + "_" + [&] {
+                                std::string f = name;
+                                for (char& c : f) if (c == '-') c = '_';
+                                return f;
+                              }() + "\necho \"${COMPREPLY[*]}\"\n";
+  return RunTool("/bin/bash", {"-c", program}).out;
+}
+
+}  // namespace manual
+
+// Man pages and completion scripts come from the same tables as --help: every subcommand shows
+// in both, and bash completes subcommands and their options with the script.
+TEST(ToolConventions, ManPagesAndCompletionNameEverySubcommandOfTheHelp) {
+  for (const std::string& name : kTools) {
+    const std::string help = RunTool(Tool(name), {"--help"}).out;
+    const auto man = RunTool(Tool(name), {"--man"});
+    const auto completion = RunTool(Tool(name), {"--bash-completion"});
+    ASSERT_EQ(man.status, 0) << name;
+    ASSERT_EQ(completion.status, 0) << name;
+    EXPECT_EQ(man.out.rfind(".TH ", 0), 0u) << name;
+    EXPECT_EQ(RunTool("/bin/bash", {"-n", "-c", completion.out}).status, 0) << name << ": not valid bash";
+    const auto subcommands = manual::SubcommandsInHelp(name, help);
+    for (const std::string& sub : subcommands) {
+      std::string roff = sub;
+      for (size_t at = 0; (at = roff.find('-', at)) != std::string::npos; at += 2) roff.insert(at, "\\");
+      EXPECT_NE(man.out.find(".B " + roff), std::string::npos) << name << " " << sub;
+      EXPECT_NE(completion.out.find("    " + sub + ") "), std::string::npos) << name << " " << sub;
+    }
+    if (name != "orvamesh-simd") EXPECT_FALSE(subcommands.empty()) << name;
+  }
+  EXPECT_EQ(manual::Complete("orvamesh", RunTool(Tool("orvamesh"), {"--bash-completion"}).out, "orvamesh start-s"),
+            "start-scan start-setup-node start-system-update\n");
+  EXPECT_EQ(manual::Complete("orvamesh", RunTool(Tool("orvamesh"), {"--bash-completion"}).out,
+                             "orvamesh --bus x remove-nodes 3 --fo"),
+            "--follow\n");
+  EXPECT_EQ(manual::Complete("orvamesh-scan", RunTool(Tool("orvamesh-scan"), {"--bash-completion"}).out,
+                             "orvamesh-scan re eth0 --po"),
+            "--port\n");
+}
