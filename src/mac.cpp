@@ -8,7 +8,7 @@
 
 #include "orvamesh/base/exception.h"
 #include "orvamesh/base/log.h"
-#include "orvamesh/utils/utils.h"
+#include "platform/random_seam.h"
 
 namespace ORVA::MESH::SDK {
 namespace {
@@ -200,7 +200,7 @@ int Mac::GenRandomLocalPrefixMac(unsigned char length, std::string& out) {
     ORVA_LOG_ERR("random mac size can not be bigger than MAC_ADDR_LENGTH.");
     return -1;
   }
-  if (Utils::GenRandomSeed() != 0) {
+  if (!orva::platform::SeedRandom()) {
     ORVA_LOG_ERR("Failed to generate a random seed.");
     return -1;
   }

@@ -2,7 +2,6 @@
 
 #include <exception>
 
-#include "orvamesh/dbus/mesh_dbus_client.h"
 #include "orvamesh/base/exception.h"
 
 namespace ORVA::MESH::SDK::Client {
@@ -84,11 +83,5 @@ Result<CustomTopologyListMap> MeshClient::ListCustomTopology() { ORVA_GUARDED(Li
 ERROR_CODE MeshClient::SetCustomTopologyConfig(const CustomTopologySetMap& configs) { ORVA_GUARDED(SetCustomTopologyConfigImpl(configs)); }
 
 #undef ORVA_GUARDED
-
-std::shared_ptr<MeshClient> MeshClientFactory::GetClient() {
-  static const std::shared_ptr<MeshClient> client =
-      std::make_shared<Dbus::MeshDBusClient>(Dbus::kMeshBusName, Dbus::kMeshObjectPath);
-  return client;
-}
 
 }  // namespace ORVA::MESH::SDK::Client

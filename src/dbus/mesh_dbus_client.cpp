@@ -76,3 +76,22 @@ void MeshDBusSignalReceiver::BindDummy(std::function<void()> handler) {
 }
 
 }  // namespace ORVA::MESH::SDK::Dbus
+
+// The factories of the client module hand out the D-Bus transport. They live here, with what
+// they build, so that the client module never includes the transport above it.
+namespace ORVA::MESH::SDK::Client {
+
+std::shared_ptr<MeshClient> MeshClientFactory::GetClient() {
+  static const std::shared_ptr<MeshClient> client =
+      std::make_shared<Dbus::MeshDBusClient>(Dbus::kMeshBusName, Dbus::kMeshObjectPath);
+  return client;
+}
+
+std::shared_ptr<MeshSignalReceiver> MeshSignalReceiverFactory::GetReceiver(
+    const std::shared_ptr<SignalHandleSpec>& spec) {
+  auto receiver = std::make_shared<Dbus::MeshDBusSignalReceiver>(spec, Dbus::kMeshBusName, Dbus::kMeshObjectPath);
+  receiver->BindHandler();
+  return receiver;
+}
+
+}  // namespace ORVA::MESH::SDK::Client

@@ -14,7 +14,7 @@
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/base/exception.h"
 #include "support/log_capture.h"
-#include "utils/random_seam.h"
+#include "platform/random_seam.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "orvamesh/utils/utils.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
-#include "utils/random_seam.h"
+#include "platform/random_seam.h"
 
 namespace {
 

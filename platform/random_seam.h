@@ -29,3 +29,11 @@ class ScopedRandomOverride {
 };
 
 }  // namespace ORVA::MESH::SDK::Seam
+
+namespace orva::platform {
+
+// Seeds std::rand from the kernel (getrandom without blocking), falling back to /dev/urandom
+// below the system root. False, with one log line, when neither answers.
+bool SeedRandom();
+
+}  // namespace orva::platform
