@@ -138,7 +138,7 @@ void NetlinkReceiver::Impl::Start() {
   links_.clear();
   ports_.clear();
   QueueFullDump();
-  loop_.Start(nl_socket_get_fd(socket_.get()), [this] { return OnReadable(); });
+  loop_.Start(nl_socket_get_fd(socket_.get()), [this](uint32_t) { return OnReadable(); });
 }
 
 void NetlinkReceiver::Impl::Subscribe() {

@@ -3,9 +3,7 @@
 
 #include <arpa/inet.h>
 #include <cxxabi.h>
-#include <fcntl.h>
 #include <net/if.h>
-#include <signal.h>
 #include <sys/epoll.h>
 
 #include <cerrno>
@@ -16,11 +14,11 @@
 #include "orvamesh/scan_wired/response_packet.h"
 #include "orvamesh/scan_wired/response_packet_serializer.h"
 #include "orvamesh/scan_wired/scan_header.h"
-#include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/base/exception.h"
 #include "orvamesh/base/log.h"
 #include "orvamesh/utils/hex_dump.h"
 #include "scan_wired/wired_scan_packet.h"
+#include "utils/receive_loop.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
 
@@ -69,7 +67,6 @@ using Exception::RuntimeException;
 
 namespace {
 constexpr size_t kReceiveBufferSize = 8192;
-constexpr int kMaxEvents = 2;
 }  // namespace
 
 WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPAddress& address,
@@ -77,6 +74,7 @@ WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPA
                                                      const std::vector<unsigned char>& secretKey,
                                                      const std::string& interfaceName, unsigned short port)
     : address_(address), publicKey_(publicKey), secretKey_(secretKey), port_(port) {
+  loop_ = std::make_unique<::ORVA::MESH::SDK::Detail::ReceiveLoop>();
   interfaceIndex_ = ::if_nametoindex(interfaceName.c_str());
   if (interfaceIndex_ == 0) {
     ORVA_THROW(InvalidArgumentException, "Interface [" + interfaceName + "] does not exist");
@@ -95,6 +93,7 @@ WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPA
       secretKey_(secretKey),
       interfaceIndex_(interfaceIndex),
       port_(port) {
+  loop_ = std::make_unique<::ORVA::MESH::SDK::Detail::ReceiveLoop>();
   char name[IF_NAMESIZE];
   if (::if_indextoname(interfaceIndex, name) == nullptr) {
     if (errno == ENXIO || errno == ENODEV) {
@@ -107,6 +106,8 @@ WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPA
   ValidatePublicKey();
   ValidateSecretKey();
 }
+
+bool WiredScanResponseReceiver::IsReceiving() const noexcept { return running_ && loop_->IsRunning(); }
 
 WiredScanResponseReceiver::~WiredScanResponseReceiver() {
   try {
@@ -180,18 +181,15 @@ unsigned short WiredScanResponseReceiver::GetListeningPort() const {
 void WiredScanResponseReceiver::_StartReceiving() {
   if (running_) return;
   try {
-    pipe_ = std::make_shared<PipeWrapper>(O_CLOEXEC);
     SocketSetup();
-    if (!Mutex::CallWithLock(stateMutex_, [&] { stopRequested_ = false; })) {
-      ORVA_THROW(RuntimeException, "Fail to reset thread stop predicate");
-    }
     try {
-      StartIOThread();
+      loop_->Start(socket_->GetFd(), [this](uint32_t events) { return OnSocketEvent(events); },
+                   [] { ORVA_LOG_INFO("socket IO thread terminated"); });
     } catch (const std::exception&) {
       std::throw_with_nested(RuntimeException(ORVA_LOCATION(), "Fail to start socket IO thread"));
     }
   } catch (...) {
-    ReleaseResources();
+    socket_.reset();
     throw;
   }
   running_ = true;
@@ -199,19 +197,9 @@ void WiredScanResponseReceiver::_StartReceiving() {
 
 void WiredScanResponseReceiver::_StopReceiving() {
   if (!running_) return;
-  if (!Mutex::CallWithLock(stateMutex_, [&] {
-        stopRequested_ = true;
-        WakeUpIOThreadWithPipe();
-      })) {
-    ORVA_THROW(RuntimeException, "Fail to request socket IO thread stop");
-  }
-  try {
-    JoinIOThread();
-  } catch (const std::exception&) {
-    std::throw_with_nested(RuntimeException(ORVA_LOCATION(), "Fail to stop socket IO thread"));
-  }
-  // The thread released both on a requested stop; after an unexpected end it could not.
-  ReleaseResources();
+  // Joins the IO thread, whether it still runs or a fault already ended it.
+  loop_->Stop();
+  socket_.reset();
   running_ = false;
 }
 
@@ -278,42 +266,10 @@ void WiredScanResponseReceiver::SocketSetup() {
   }
 }
 
-void WiredScanResponseReceiver::StartIOThread() {
-  // The IO thread inherits a full signal mask, so signals go to the program's own threads and
-  // never interrupt the wait.
-  sigset_t all;
-  sigset_t previous;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, &previous);
-  ioThreadAlive_ = true;
-  int rc = ::pthread_create(&thread_, nullptr, &WiredScanResponseReceiver::ThreadEntry, this);
-  pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  if (rc != 0) {
-    ioThreadAlive_ = false;
-    ORVA_THROW(RuntimeException, "Fail to start receiving thread");
-  }
-}
-
-void WiredScanResponseReceiver::JoinIOThread() {
-  int rc = ::pthread_join(thread_, nullptr);
-  if (rc != 0) ORVA_THROW(RuntimeException, "Fail to join socket IO thread, ret: [" + std::to_string(rc) + "]");
-}
-
-void WiredScanResponseReceiver::WakeUpIOThreadWithPipe() { pipe_->CloseWriteFd(); }
-
-void WiredScanResponseReceiver::ReleaseResources() noexcept {
-  socket_.reset();
-  pipe_.reset();
-}
-
-void* WiredScanResponseReceiver::ThreadEntry(void* self) {
-  static_cast<WiredScanResponseReceiver*>(self)->LoopTask();
-  return nullptr;
-}
-
-void WiredScanResponseReceiver::LoopTask() {
+bool WiredScanResponseReceiver::OnSocketEvent(uint32_t events) {
   try {
-    ReceiveLoop();
+    HandleSocketEvent(events);
+    return true;
   } catch (abi::__forced_unwind&) {
     throw;
   } catch (const std::exception& e) {
@@ -321,61 +277,7 @@ void WiredScanResponseReceiver::LoopTask() {
   } catch (...) {
     ORVA_LOG_ERR("Unhandled and unknown exception occured, terminating socket IO thread");
   }
-  ORVA_LOG_INFO("socket IO thread terminated");
-  ioThreadAlive_ = false;
-}
-
-void WiredScanResponseReceiver::ReceiveLoop() {
-  const int socketFd = socket_->GetFd();
-  const int pipeFd = pipe_->GetReadFd();
-  EpollWrapper epoll(EPOLL_CLOEXEC);
-  epoll_event socketEvent{};
-  socketEvent.events = EPOLLIN;
-  socketEvent.data.fd = socketFd;
-  epoll.AddFd(socketFd, socketEvent);
-  // Hang-up is always reported; the pipe needs no other event.
-  epoll_event pipeEvent{};
-  pipeEvent.data.fd = pipeFd;
-  epoll.AddFd(pipeFd, pipeEvent);
-
-  for (;;) {
-    std::vector<epoll_event> events;
-    try {
-      events = epoll.Wait(kMaxEvents, -1);
-    } catch (const RuntimeException&) {
-      if (errno == EINTR) continue;
-      throw;
-    }
-    for (const epoll_event& event : events) {
-      if (event.data.fd == pipeFd) {
-        if (HandlePipeEvent(event.events)) {
-          epoll.ClearFd();
-          ReleaseResources();
-          return;
-        }
-      } else if (event.data.fd == socketFd) {
-        HandleSocketEvent(event.events);
-      } else {
-        ORVA_LOG(LOG_WARNING, "Unknown fd [%d] returned by epoll_wait, ignored", event.data.fd);
-      }
-    }
-  }
-}
-
-bool WiredScanResponseReceiver::HandlePipeEvent(uint32_t events) {
-  if (events & EPOLLERR) ORVA_THROW(RuntimeException, "Error event on pipe");
-  if (!(events & EPOLLHUP)) {
-    ORVA_THROW(RuntimeException, "epoll_wait return pipe event but no EPOLLHUP event exist");
-  }
-  if (events != EPOLLHUP) {
-    ORVA_THROW(RuntimeException, "epoll_wait returned unknown eventType: [" + std::to_string(events) + "]");
-  }
-  bool stop = false;
-  if (!Mutex::CallWithLock(stateMutex_, [&] { stop = stopRequested_; })) {
-    ORVA_THROW(RuntimeException, "Fail to check if thread need to stop");
-  }
-  if (!stop) ORVA_THROW(RuntimeException, "pipe fd closed, but thread close predicate not set");
-  return true;
+  return false;
 }
 
 void WiredScanResponseReceiver::HandleSocketEvent(uint32_t events) {
@@ -397,34 +299,7 @@ void WiredScanResponseReceiver::HandleSocketEvent(uint32_t events) {
 }
 
 std::vector<unsigned char> WiredScanResponseReceiver::ReceivePacket(sockaddr_storage& source) const {
-  std::vector<unsigned char> buffer(kReceiveBufferSize);
-  socklen_t sourceLength = sizeof(source);
-  ssize_t length;
-  do {
-    sourceLength = sizeof(source);
-    length = ::recvfrom(socket_->GetFd(), buffer.data(), buffer.size(), MSG_TRUNC,
-                        reinterpret_cast<sockaddr*>(&source), &sourceLength);
-  } while (length == -1 && errno == EINTR);
-  if (length == -1) {
-    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to receive packet", errno));
-  }
-  if (sourceLength > sizeof(source)) {
-    ORVA_THROW(RuntimeException, "Source address size [" + std::to_string(sizeof(source)) +
-                                     "] too small, recvfrom returned address size [" +
-                                     std::to_string(sourceLength) + "]");
-  }
-  // The limit is one byte short of the buffer: a datagram of exactly 8192 bytes is refused
-  // although senders may build one. Receivers in the field behave this way, so we do too.
-  if (static_cast<size_t>(length) > kReceiveBufferSize - 1) {
-    ORVA_THROW(MalformedPacketException, "Received packet size [" + std::to_string(length) +
-                                             "] larger than buffer limit [" +
-                                             std::to_string(kReceiveBufferSize) + "]");
-  }
-  buffer.resize(static_cast<size_t>(length));
-  if (Log::Enabled(LOG_DEBUG)) {
-    ORVA_LOG_DEBUG("Received %zu bytes:\n%s", buffer.size(), HexDump(buffer.data(), buffer.size()).c_str());
-  }
-  return buffer;
+  return Detail::ReceiveDatagram(socket_->GetFd(), source, kReceiveBufferSize, ORVA_LOCATION());
 }
 
 ResponsePacket WiredScanResponseReceiver::ParsePacket(const std::vector<unsigned char>& packet) const {

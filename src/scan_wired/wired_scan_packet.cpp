@@ -1,9 +1,12 @@
 #include "scan_wired/wired_scan_packet.h"
 
+#include <cerrno>
 #include <optional>
 
 #include "orvamesh/scan_wired/scan_header.h"
 #include "orvamesh/base/exception.h"
+#include "orvamesh/base/log.h"
+#include "orvamesh/utils/hex_dump.h"
 
 namespace ORVA::MESH::SDK::ScanWired {
 
@@ -53,6 +56,40 @@ std::string HeaderProblem(const std::vector<unsigned char>& datagram) {
 }
 
 std::string TrailingBytesMessage() { return "Trailing bytes in packet"; }
+
+}  // namespace Detail
+
+namespace Detail {
+
+std::vector<unsigned char> ReceiveDatagram(int fd, sockaddr_storage& source, std::size_t bufferSize,
+                                           const Exception::ExceptionLocation& where) {
+  std::vector<unsigned char> buffer(bufferSize);
+  socklen_t sourceLength = sizeof(source);
+  ssize_t length;
+  do {
+    sourceLength = sizeof(source);
+    length = ::recvfrom(fd, buffer.data(), buffer.size(), MSG_TRUNC, reinterpret_cast<sockaddr*>(&source),
+                        &sourceLength);
+  } while (length == -1 && errno == EINTR);
+  if (length == -1) {
+    throw Exception::RuntimeException(where, Exception::WithErrno("Fail to receive packet", errno));
+  }
+  if (sourceLength > sizeof(source)) {
+    throw Exception::RuntimeException(where, "Source address size [" + std::to_string(sizeof(source)) +
+                                                 "] too small, recvfrom returned address size [" +
+                                                 std::to_string(sourceLength) + "]");
+  }
+  if (static_cast<std::size_t>(length) > bufferSize - 1) {
+    throw Exception::MalformedPacketException(where, "Received packet size [" + std::to_string(length) +
+                                                         "] larger than buffer limit [" +
+                                                         std::to_string(bufferSize) + "]");
+  }
+  buffer.resize(static_cast<std::size_t>(length));
+  if (Log::Enabled(LOG_DEBUG)) {
+    ORVA_LOG_DEBUG("Received %zu bytes:\n%s", buffer.size(), HexDump(buffer.data(), buffer.size()).c_str());
+  }
+  return buffer;
+}
 
 }  // namespace Detail
 

@@ -22,10 +22,14 @@
 // Senders: send the returned bytes as one datagram; the exceptions go to the caller.
 #include <sodium.h>
 
+#include <sys/socket.h>
+
+#include <cstddef>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "orvamesh/base/exception.h"
 #include "orvamesh/scan_wired/probe_packet.h"
 #include "orvamesh/scan_wired/response_packet.h"
 
@@ -90,6 +94,13 @@ std::string PacketLimitMessage(unsigned long packetSize);
 // too short for a header throws ScanHeader::ParseHeader's MalformedPacketException.
 std::string HeaderProblem(const std::vector<unsigned char>& datagram);
 std::string TrailingBytesMessage();
+
+// One datagram from a UDP socket and its source, for the listener and the response receiver.
+// Faults carry `where`, the calling receiver's own location. The limit is one byte short of
+// `bufferSize`: receivers in the field refuse a datagram that fills their buffer exactly, so
+// ours do too (a MalformedPacketException, which drops just that datagram).
+std::vector<unsigned char> ReceiveDatagram(int fd, sockaddr_storage& source, std::size_t bufferSize,
+                                           const Exception::ExceptionLocation& where);
 }  // namespace Detail
 
 }  // namespace ORVA::MESH::SDK::ScanWired

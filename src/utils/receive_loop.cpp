@@ -13,9 +13,10 @@ namespace ORVA::MESH::SDK::Detail {
 
 ReceiveLoop::~ReceiveLoop() { Stop(); }
 
-void ReceiveLoop::Start(int fd, Handler handler) {
+void ReceiveLoop::Start(int fd, Handler handler, EndHook onEnd) {
   if (started_) ORVA_THROW(Exception::LogicException, "The receive loop is already running");
   handler_ = std::move(handler);
+  onEnd_ = std::move(onEnd);
   fd_ = fd;
   stop_ = std::make_unique<PipeWrapper>(O_CLOEXEC);
   epoll_ = std::make_unique<EpollWrapper>(EPOLL_CLOEXEC);
@@ -63,26 +64,24 @@ void* ReceiveLoop::Entry(void* self) {
 void ReceiveLoop::Run() noexcept {
   const int stopFd = stop_->GetReadFd();
   try {
-    for (;;) {
+    for (bool go = true; go;) {
       epoll_event events[2];
       // Blocked signals cannot interrupt the wait, but a stop and continue of the process can.
       const int ready = ::epoll_wait(epoll_->GetFd(), events, 2, -1);
       if (ready < 0 && errno == EINTR) continue;
       ORVA_THROW_ERRNO_IF(ready < 0, Exception::RuntimeException, "epoll_wait failed");
-      bool readable = false;
+      uint32_t fdEvents = 0;
       for (int i = 0; i < ready; ++i) {
-        if (events[i].data.fd == stopFd) {
-          running_ = false;
-          return;
-        }
-        readable = readable || events[i].data.fd == fd_;
+        if (events[i].data.fd == stopFd) go = false;
+        if (events[i].data.fd == fd_) fdEvents |= events[i].events;
       }
-      if (readable && !handler_()) break;
+      if (go && fdEvents != 0) go = handler_(fdEvents);
     }
   } catch (const std::exception& e) {
     ORVA_LOG_ERR("receive loop ended: %s", e.what());
   }
   running_ = false;
+  if (onEnd_) onEnd_();
 }
 
 }  // namespace ORVA::MESH::SDK::Detail

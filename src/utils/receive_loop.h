@@ -1,10 +1,12 @@
 #pragma once
 // The IO thread of a receiver: waits on one descriptor and a stop pipe with epoll and calls the
-// owner's handler whenever the descriptor is readable. The thread starts with every signal
+// owner's handler whenever the descriptor reports an event. The thread starts with every signal
 // blocked, so signals go to the program's own threads and never interrupt the wait; Stop()
 // closes the pipe's write end and joins. Owned by each receiver (netlink receivers, the ping
-// session's callers); the receiver keeps its own exception locations and log lines.
+// session's callers, the wired scan listener and response receiver); the receiver keeps its
+// own exception locations and log lines, since its handler and end hook are its own code.
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <pthread.h>
@@ -16,9 +18,11 @@ namespace ORVA::MESH::SDK::Detail {
 
 class ReceiveLoop {
  public:
-  // Called on the IO thread when the descriptor is readable; false ends the loop (the
+  // Called on the IO thread with the descriptor's epoll events; false ends the loop (the
   // descriptor failed or the peer went away), after which IsRunning() is false.
-  using Handler = std::function<bool()>;
+  using Handler = std::function<bool(uint32_t events)>;
+  // Called on the IO thread as its last act, whether stopped or ended by the handler.
+  using EndHook = std::function<void()>;
 
   ReceiveLoop() = default;
   ~ReceiveLoop();
@@ -27,7 +31,7 @@ class ReceiveLoop {
 
   // Throws Exception::RuntimeException when the thread, the pipe or the epoll set cannot be
   // made; nothing is left running then.
-  void Start(int fd, Handler handler);
+  void Start(int fd, Handler handler, EndHook onEnd = nullptr);
   // Idempotent; waits for a handler that is running to return.
   void Stop() noexcept;
   // False before Start, after Stop, and once the handler has ended the loop.
@@ -38,6 +42,7 @@ class ReceiveLoop {
   void Run() noexcept;
 
   Handler handler_;
+  EndHook onEnd_;
   int fd_ = -1;
   std::unique_ptr<PipeWrapper> stop_;
   std::unique_ptr<EpollWrapper> epoll_;

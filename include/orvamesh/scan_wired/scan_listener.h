@@ -12,10 +12,9 @@
 //
 // The socket is bound to the group address with the interface as scope, so it only sees
 // datagrams to that group arriving on that interface. When the IO thread ends by itself (an
-// unexpected fault), the socket and pipe are released by the next StopListening() or by the
+// unexpected fault), the socket is released by the next StopListening() or by the
 // destructor; the listener counts as running until then.
 #include <netinet/in.h>
-#include <pthread.h>
 #include <sys/socket.h>
 
 #include <atomic>
@@ -28,8 +27,11 @@
 #include "orvamesh/export.h"
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/utils/mutex.h"
-#include "orvamesh/utils/pipe_wrapper.h"
 #include "orvamesh/utils/socket_wrapper.h"
+
+namespace ORVA::MESH::SDK::Detail {
+class ReceiveLoop;
+}  // namespace ORVA::MESH::SDK::Detail
 
 namespace ORVA::MESH::SDK::ScanWired {
 
@@ -55,7 +57,7 @@ class ORVA_EXPORT WiredScanListener {
   void StopListening();
   // Whether the IO thread still receives. False after a stop, and also when the thread ended
   // by itself on a fault (the owner then stops and starts again to recover).
-  bool IsReceiving() const noexcept { return running_ && ioThreadAlive_; }
+  bool IsReceiving() const noexcept;
 
   // Returns the new callback's id; ids are never reused.
   int AddCallback(const Callback& callback);
@@ -73,31 +75,21 @@ class ORVA_EXPORT WiredScanListener {
   unsigned short _GetListeningPort() const;
 
   void SocketSetup();
-  void StartIOThread();
-  void JoinIOThread();
-  void WakeUpIOThreadWithPipe();
-  static void* ThreadEntry(void* self);
-  void LoopTask();
-  void ReceiveLoop();
-  bool HandlePipeEvent(uint32_t events);
+  bool OnSocketEvent(uint32_t events);
   void HandleSocketEvent(uint32_t events);
   std::vector<unsigned char> ReceivePacket(sockaddr_storage& source) const;
   static ProbePacket ParsePacket(const std::vector<unsigned char>& packet);
   void Dispatch(const ProbePacket& packet, const sockaddr_storage& source);
   void InvokeCallback(int id, const Callback& callback, const ProbePacket& packet,
                       const sockaddr_storage& source) const;
-  void ReleaseResources() noexcept;
 
   orva::net::utils::IPAddress group_;
   unsigned int interfaceIndex_ = 0;
   unsigned short port_ = 0;
 
   std::shared_ptr<SocketWrapper> socket_;
-  std::shared_ptr<PipeWrapper> pipe_;
-  pthread_t thread_{};
   std::atomic<bool> running_{false};
-  std::atomic<bool> ioThreadAlive_{false};  // false once the IO thread has ended, by stop or fault
-  std::atomic<bool> stopRequested_{false};
+  std::unique_ptr<::ORVA::MESH::SDK::Detail::ReceiveLoop> loop_;
 
   std::map<int, Callback> callbacks_;
   int nextId_ = 0;

@@ -10,7 +10,6 @@
 // a lock of the receiver and must not stop it. When the address is a multicast group the
 // socket also joins it; the CAP binds its link-local unicast address.
 #include <netinet/in.h>
-#include <pthread.h>
 #include <sys/socket.h>
 
 #include <atomic>
@@ -23,8 +22,11 @@
 #include "orvamesh/export.h"
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/utils/mutex.h"
-#include "orvamesh/utils/pipe_wrapper.h"
 #include "orvamesh/utils/socket_wrapper.h"
+
+namespace ORVA::MESH::SDK::Detail {
+class ReceiveLoop;
+}  // namespace ORVA::MESH::SDK::Detail
 
 namespace ORVA::MESH::SDK::ScanWired {
 
@@ -54,7 +56,7 @@ class ORVA_EXPORT WiredScanResponseReceiver {
   void StopReceiving();
   // Whether the IO thread still receives. False after a stop, and also when the thread ended
   // by itself on a fault (the owner then stops and starts again to recover).
-  bool IsReceiving() const noexcept { return running_ && ioThreadAlive_; }
+  bool IsReceiving() const noexcept;
 
   // Returns the new callback's id; ids are never reused.
   int AddCallback(const Callback& callback);
@@ -74,20 +76,13 @@ class ORVA_EXPORT WiredScanResponseReceiver {
   unsigned short _GetListeningPort() const;
 
   void SocketSetup();
-  void StartIOThread();
-  void JoinIOThread();
-  void WakeUpIOThreadWithPipe();
-  static void* ThreadEntry(void* self);
-  void LoopTask();
-  void ReceiveLoop();
-  bool HandlePipeEvent(uint32_t events);
+  bool OnSocketEvent(uint32_t events);
   void HandleSocketEvent(uint32_t events);
   std::vector<unsigned char> ReceivePacket(sockaddr_storage& source) const;
   ResponsePacket ParsePacket(const std::vector<unsigned char>& packet) const;
   void Dispatch(const ResponsePacket& packet, const sockaddr_storage& source);
   void InvokeCallback(int id, const Callback& callback, const ResponsePacket& packet,
                       const sockaddr_storage& source) const;
-  void ReleaseResources() noexcept;
 
   orva::net::utils::IPAddress address_;
   std::vector<unsigned char> publicKey_;
@@ -96,11 +91,8 @@ class ORVA_EXPORT WiredScanResponseReceiver {
   unsigned short port_ = 0;
 
   std::shared_ptr<SocketWrapper> socket_;
-  std::shared_ptr<PipeWrapper> pipe_;
-  pthread_t thread_{};
   std::atomic<bool> running_{false};
-  std::atomic<bool> ioThreadAlive_{false};  // false once the IO thread has ended, by stop or fault
-  std::atomic<bool> stopRequested_{false};
+  std::unique_ptr<::ORVA::MESH::SDK::Detail::ReceiveLoop> loop_;
 
   std::map<int, Callback> callbacks_;
   int nextId_ = 0;
