@@ -103,24 +103,7 @@ void WiredScanResponder::Respond(const ResponsePacket& response, const std::vect
 }
 
 void WiredScanResponder::SendBuffer(const std::vector<unsigned char>& buffer) const {
-  const std::string text = destination_.ToString();
-  sockaddr_in6 destination{};
-  destination.sin6_family = AF_INET6;
-  if (::inet_pton(AF_INET6, text.c_str(), &destination.sin6_addr) != 1) {
-    ORVA_THROW(RuntimeException, "Ill-formed address [" + text + "]");
-  }
-  destination.sin6_port = htons(port_);
-  destination.sin6_scope_id = interfaceIndex_;
-  ssize_t sent;
-  do {
-    sent = ::sendto(socket_->GetFd(), buffer.data(), buffer.size(), 0,
-                    reinterpret_cast<const sockaddr*>(&destination), sizeof(destination));
-  } while (sent == -1 && errno == EINTR);
-  ORVA_THROW_ERRNO_IF(sent == -1, RuntimeException, "Fail to send message");
-  if (static_cast<size_t>(sent) != buffer.size()) {
-    ORVA_THROW(RuntimeException, "Partial message sent, sent length [" + std::to_string(sent) +
-                                     "], message size [" + std::to_string(buffer.size()) + "]");
-  }
+  Detail::SendDatagram(socket_->GetFd(), destination_.ToString(), port_, interfaceIndex_, buffer, ORVA_LOCATION());
 }
 
 }  // namespace ORVA::MESH::SDK::ScanWired

@@ -1,5 +1,8 @@
 #include "scan_wired/wired_scan_packet.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <cerrno>
 #include <optional>
 
@@ -89,6 +92,27 @@ std::vector<unsigned char> ReceiveDatagram(int fd, sockaddr_storage& source, std
     ORVA_LOG_DEBUG("Received %zu bytes:\n%s", buffer.size(), HexDump(buffer.data(), buffer.size()).c_str());
   }
   return buffer;
+}
+
+void SendDatagram(int fd, const std::string& address, unsigned short port, unsigned int interfaceIndex,
+                  const std::vector<unsigned char>& buffer, const Exception::ExceptionLocation& where) {
+  sockaddr_in6 destination{};
+  destination.sin6_family = AF_INET6;
+  if (::inet_pton(AF_INET6, address.c_str(), &destination.sin6_addr) != 1) {
+    throw Exception::RuntimeException(where, "Ill-formed address [" + address + "]");
+  }
+  destination.sin6_port = htons(port);
+  destination.sin6_scope_id = interfaceIndex;
+  ssize_t sent;
+  do {
+    sent = ::sendto(fd, buffer.data(), buffer.size(), 0, reinterpret_cast<const sockaddr*>(&destination),
+                    sizeof(destination));
+  } while (sent == -1 && errno == EINTR);
+  if (sent == -1) throw Exception::RuntimeException(where, Exception::WithErrno("Fail to send message", errno));
+  if (static_cast<size_t>(sent) != buffer.size()) {
+    throw Exception::RuntimeException(where, "Partial message sent, sent length [" + std::to_string(sent) +
+                                                 "], message size [" + std::to_string(buffer.size()) + "]");
+  }
 }
 
 }  // namespace Detail

@@ -101,6 +101,11 @@ std::string TrailingBytesMessage();
 // ours do too (a MalformedPacketException, which drops just that datagram).
 std::vector<unsigned char> ReceiveDatagram(int fd, sockaddr_storage& source, std::size_t bufferSize,
                                            const Exception::ExceptionLocation& where);
+
+// Sends one datagram to `address` (an IPv6 text) on the interface; faults carry `where`, the
+// sender's or responder's own location.
+void SendDatagram(int fd, const std::string& address, unsigned short port, unsigned int interfaceIndex,
+                  const std::vector<unsigned char>& buffer, const Exception::ExceptionLocation& where);
 }  // namespace Detail
 
 }  // namespace ORVA::MESH::SDK::ScanWired
