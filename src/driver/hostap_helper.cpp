@@ -27,36 +27,26 @@ std::string ScriptKey(std::string script) {
 HostapHelper::HostapHelper(const std::string& ifname) : ifname_(ifname) {}
 
 bool HostapHelper::IsHostapdReady() {
-  bool ready = false;
-  Mutex::CallWithLock(mutex_, [&] { ready = IsHostapdReadyImpl(); });
-  return ready;
+  return Mutex::ResultWithLock(mutex_, false, [&] { return IsHostapdReadyImpl(); });
 }
 
 std::string HostapHelper::GetVAPName() const { return ifname_; }
 
 int HostapHelper::SendCommand(const std::string& cmd, const std::vector<std::string>& args, std::string& result,
                               bool daemon) {
-  int rc = -1;
-  Mutex::CallWithLock(mutex_, [&] { rc = SendCommandImpl(cmd, args, result, daemon); });
-  return rc;
+  return Mutex::ResultWithLock(mutex_, -1, [&] { return SendCommandImpl(cmd, args, result, daemon); });
 }
 
 int HostapHelper::StartActionScript(const std::string& script, std::string& result) {
-  int rc = -1;
-  Mutex::CallWithLock(mutex_, [&] { rc = StartActionScriptImpl(script, result); });
-  return rc;
+  return Mutex::ResultWithLock(mutex_, -1, [&] { return StartActionScriptImpl(script, result); });
 }
 
 int HostapHelper::StopActionScript(const std::string& script) {
-  int rc = -1;
-  Mutex::CallWithLock(mutex_, [&] { rc = StopActionScriptImpl(script); });
-  return rc;
+  return Mutex::ResultWithLock(mutex_, -1, [&] { return StopActionScriptImpl(script); });
 }
 
 int HostapHelper::GetLastWPSPeerAddress(Mac& peer) {
-  int rc = -1;
-  Mutex::CallWithLock(mutex_, [&] { rc = GetLastWPSPeerAddressImpl(peer); });
-  return rc;
+  return Mutex::ResultWithLock(mutex_, -1, [&] { return GetLastWPSPeerAddressImpl(peer); });
 }
 
 bool HostapHelper::IsHostapdReadyImpl() {

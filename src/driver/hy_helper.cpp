@@ -75,10 +75,7 @@ HyHelper::HyHelper(bool cap, bool guest) : cap_(cap), guest_(guest), service_(gu
 
 // ---- public operations: the twin under the mutex -------------------------------------------
 
-#define ORVA_HY_LOCKED(expression)                                \
-  int rc = -1;                                                    \
-  Mutex::CallWithLock(mutex_, [&] { rc = (expression); });        \
-  return rc
+#define ORVA_HY_LOCKED(expression) return Mutex::ResultWithLock(mutex_, -1, [&] { return (expression); })
 
 int HyHelper::StartHyd() { ORVA_HY_LOCKED(StartHydImpl()); }
 int HyHelper::StopHyd() { ORVA_HY_LOCKED(StopHydImpl()); }

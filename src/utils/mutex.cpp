@@ -40,31 +40,22 @@ bool Mutex::CallWithLockImpl(Mutex& mutex, void (*run)(void*), void* context) {
     ORVA_LOG_ERR("Fail to disable pthread cancel");
     return false;
   }
-  auto restoreCancel = [oldState] {
-    int ignored;
-    if (!SetCancelState(oldState, &ignored)) {
-      ORVA_LOG_ERR("Fail to restore original pthread cancel state");
+  // Puts the caller's cancel state back, and unlocks once locked, however `run` leaves.
+  struct Release {
+    Mutex* locked;
+    int cancelState;
+    ~Release() {
+      if (locked != nullptr && !locked->Unlock()) ORVA_LOG_ERR("Fail to unlock mutex");
+      int ignored;
+      if (!SetCancelState(cancelState, &ignored)) ORVA_LOG_ERR("Fail to restore original pthread cancel state");
     }
-  };
+  } release{nullptr, oldState};
   if (!mutex.Lock()) {
     ORVA_LOG_ERR("Fail to lock mutex");
-    restoreCancel();
     return false;
   }
-  try {
-    run(context);
-  } catch (...) {
-    if (!mutex.Unlock()) {
-      ORVA_LOG_ERR("Fail to unlock mutex");
-    }
-    restoreCancel();
-    throw;
-  }
-  bool unlocked = mutex.Unlock();
-  if (!unlocked) {
-    ORVA_LOG_ERR("Fail to unlock mutex");
-  }
-  restoreCancel();
+  release.locked = &mutex;
+  run(context);
   return true;
 }
 

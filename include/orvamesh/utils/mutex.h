@@ -39,6 +39,15 @@ class ORVA_EXPORT Mutex {
         const_cast<void*>(static_cast<const void*>(std::addressof(callable))));
   }
 
+  // The callable's result under the lock, or `onLockFailure` when the lock could not be taken
+  // (CallWithLock has logged why): the one way helpers turn a failed lock into a result.
+  template <typename R, typename Callable>
+  static R ResultWithLock(Mutex& mutex, R onLockFailure, Callable&& callable) {
+    R result = onLockFailure;
+    CallWithLock(mutex, [&] { result = callable(); });
+    return result;
+  }
+
  private:
   // Kept out of line so each callable only instantiates a one-line trampoline.
   static bool CallWithLockImpl(Mutex& mutex, void (*run)(void*), void* context);
