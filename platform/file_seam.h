@@ -1,6 +1,9 @@
 #pragma once
 // A seam over the file calls whose failures cannot be provoked for real (an flock that
 // refuses to unlock). Tests swap entries with ScopedFileCallsOverride. Not installed.
+
+#include "platform/seam.h"
+
 namespace orva::platform {
 
 struct FileCallTable {
@@ -9,16 +12,6 @@ struct FileCallTable {
 
 FileCallTable& FileCalls() noexcept;
 
-class ScopedFileCallsOverride {
- public:
-  ScopedFileCallsOverride() : saved_(FileCalls()) {}
-  ~ScopedFileCallsOverride() { FileCalls() = saved_; }
-  ScopedFileCallsOverride(const ScopedFileCallsOverride&) = delete;
-  ScopedFileCallsOverride& operator=(const ScopedFileCallsOverride&) = delete;
-  FileCallTable* operator->() { return &FileCalls(); }
-
- private:
-  FileCallTable saved_;
-};
+using ScopedFileCallsOverride = ::orva::platform::ScopedOverride<FileCallTable, &FileCalls>;
 
 }  // namespace orva::platform

@@ -6,6 +6,8 @@
 
 #include <cstddef>
 
+#include "platform/seam.h"
+
 namespace ORVA::MESH::SDK::Seam {
 
 struct RandomCalls {
@@ -15,18 +17,7 @@ struct RandomCalls {
 // The calls in force; the real ones unless a test overrode them.
 RandomCalls& Random() noexcept;
 
-// Restores the calls on destruction. Tests only.
-class ScopedRandomOverride {
- public:
-  ScopedRandomOverride() : saved_(Random()) {}
-  ~ScopedRandomOverride() { Random() = saved_; }
-  ScopedRandomOverride(const ScopedRandomOverride&) = delete;
-  ScopedRandomOverride& operator=(const ScopedRandomOverride&) = delete;
-  RandomCalls* operator->() { return &Random(); }
-
- private:
-  RandomCalls saved_;
-};
+using ScopedRandomOverride = ::orva::platform::ScopedOverride<RandomCalls, &Random>;
 
 }  // namespace ORVA::MESH::SDK::Seam
 

@@ -6,6 +6,8 @@
 #include <signal.h>
 #include <sys/epoll.h>
 
+#include "platform/seam.h"
+
 namespace ORVA::MESH::SDK::Seam {
 
 struct PosixCalls {
@@ -31,17 +33,6 @@ struct PosixCalls {
 // The calls in force; the real libc/libpthread functions unless a test overrode some.
 PosixCalls& Posix() noexcept;
 
-// Restores every entry on destruction. Tests only; not thread-safe against running library code.
-class ScopedPosixOverride {
- public:
-  ScopedPosixOverride() : saved_(Posix()) {}
-  ~ScopedPosixOverride() { Posix() = saved_; }
-  ScopedPosixOverride(const ScopedPosixOverride&) = delete;
-  ScopedPosixOverride& operator=(const ScopedPosixOverride&) = delete;
-  PosixCalls* operator->() { return &Posix(); }
-
- private:
-  PosixCalls saved_;
-};
+using ScopedPosixOverride = ::orva::platform::ScopedOverride<PosixCalls, &Posix>;
 
 }  // namespace ORVA::MESH::SDK::Seam

@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
+#include "platform/seam.h"
+
 namespace ORVA::MESH::SDK::Seam {
 
 struct SshCalls {
@@ -26,17 +28,6 @@ struct SshCalls {
 // The calls in force; the real ones unless a test overrode some.
 SshCalls& Ssh() noexcept;
 
-// Restores every entry on destruction. Tests only.
-class ScopedSshOverride {
- public:
-  ScopedSshOverride() : saved_(Ssh()) {}
-  ~ScopedSshOverride() { Ssh() = saved_; }
-  ScopedSshOverride(const ScopedSshOverride&) = delete;
-  ScopedSshOverride& operator=(const ScopedSshOverride&) = delete;
-  SshCalls* operator->() { return &Ssh(); }
-
- private:
-  SshCalls saved_;
-};
+using ScopedSshOverride = ::orva::platform::ScopedOverride<SshCalls, &Ssh>;
 
 }  // namespace ORVA::MESH::SDK::Seam
