@@ -262,33 +262,16 @@ CredRequestMgr::~CredRequestMgr() {
   requests_.clear();
 }
 
-int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& scheme, int port,
-                                   const std::string& session, const std::string& api,
-                                   int version, const std::string& method,
-                                   const Json::Value& params, long connectionTimeout, int flag) {
-  if ((scheme != "https" && scheme != "http") || !IsUrlHost(host) || port < 1 || port > 65535 ||
-      !(params.isObject() || params.isNull()) || flag != 0) {
-    error_ = kBadArgument;
-    return -1;
-  }
-  auto known = credentials_.find(session);
-  if (known == credentials_.end()) {
-    WebapiCredentials loaded;
-    if (!LoadWebapiCredentials(session, loaded)) {
-      error_ = kUnknownSession;
-      return -1;
-    }
-    known = credentials_.emplace(session, std::move(loaded)).first;
-  }
-  const WebapiCredentials& credentials = known->second;
-  auto state = std::make_unique<CredRequest::State>();
-  state->shared = shared_.get();
-  state->managerError = &error_;
-  state->easy = curl_easy_init();
-  if (state->easy == nullptr) {
-    error_ = kNoResources;
-    return -1;
-  }
+namespace {
+
+bool ValidCallArguments(const std::string& host, const std::string& scheme, int port, const Json::Value& params,
+                        int flag) {
+  return (scheme == "https" || scheme == "http") && IsUrlHost(host) && port >= 1 && port <= 65535 &&
+         (params.isObject() || params.isNull()) && flag == 0;
+}
+
+// The call as the web API takes it: one compact JSON object.
+std::string CallBody(const std::string& api, int version, const std::string& method, const Json::Value& params) {
   Json::Value call(Json::objectValue);
   call["api"] = api;
   call["version"] = version;
@@ -296,18 +279,13 @@ int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& s
   call["params"] = params;
   Json::StreamWriterBuilder compact;
   compact["indentation"] = "";
-  state->body = Json::writeString(compact, call);
+  return Json::writeString(compact, call);
+}
 
-  const WebapiSettings& settings = shared_->settings;
-  const long timeout = connectionTimeout > 0 ? connectionTimeout : kDefaultTimeoutSeconds;
-  const std::string url = scheme + "://" + UrlHost(host) + ":" + std::to_string(port) + kEntryPath;
-  CURL* easy = state->easy;
-  state->headers = curl_slist_append(nullptr, "Content-Type: application/json");
-  if (state->headers != nullptr) state->headers = curl_slist_append(state->headers, "Expect:");
-  if (state->headers == nullptr) {
-    error_ = kNoResources;
-    return -1;
-  }
+// The POST of the body, at most once per attempt (the body refuses a rewind once sent), with
+// basic authentication and a stall watch instead of curl's low-speed averaging.
+bool SetUpTransfer(CURL* easy, CredRequest::State* state, const std::string& url,
+                   const WebapiCredentials& credentials, long timeout) {
   bool ok = curl_easy_setopt(easy, CURLOPT_URL, url.c_str()) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "https,http") == CURLE_OK;
@@ -316,9 +294,9 @@ int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& s
   ok = ok && curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(state->body.size())) ==
                  CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_READFUNCTION, &ReadBody) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_READDATA, state.get()) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_READDATA, state) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_SEEKFUNCTION, &RewindBody) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_SEEKDATA, state.get()) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_SEEKDATA, state) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_HTTPAUTH, CURLAUTH_BASIC) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_USERNAME, credentials.user.c_str()) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_PASSWORD, credentials.password.c_str()) == CURLE_OK;
@@ -328,23 +306,66 @@ int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& s
   state->stallLimit = std::chrono::seconds(timeout);
   ok = ok && curl_easy_setopt(easy, CURLOPT_NOPROGRESS, 0L) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_XFERINFOFUNCTION, &WatchStall) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_XFERINFODATA, state.get()) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_XFERINFODATA, state) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_TCP_KEEPALIVE, 1L) == CURLE_OK;
   ok = ok && curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &CollectAnswer) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_WRITEDATA, state.get()) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, settings.verifyPeer ? 1L : 0L) == CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST,
-                              settings.verifyPeer && settings.verifyHost ? 2L : 0L) == CURLE_OK;
-  // Only the configured trust counts, never the build machine's CA store.
+  return ok && curl_easy_setopt(easy, CURLOPT_WRITEDATA, state) == CURLE_OK;
+}
+
+// Only the configured trust counts, never the build machine's CA store.
+bool SetUpTls(CURL* easy, const WebapiSettings& settings) {
+  bool ok = curl_easy_setopt(easy, CURLOPT_SSL_VERIFYPEER, settings.verifyPeer ? 1L : 0L) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, settings.verifyPeer && settings.verifyHost ? 2L : 0L) ==
+                 CURLE_OK;
   const std::string caFile = settings.caFile.empty() ? "" : SystemRoot::Path(settings.caFile);
   const std::string caDir = settings.caDir.empty() ? "" : SystemRoot::Path(settings.caDir);
-  ok = ok && curl_easy_setopt(easy, CURLOPT_CAINFO, caFile.empty() ? nullptr : caFile.c_str()) ==
-                 CURLE_OK;
-  ok = ok && curl_easy_setopt(easy, CURLOPT_CAPATH, caDir.empty() ? nullptr : caDir.c_str()) ==
-                 CURLE_OK;
-  if (shared_->share) {
-    ok = ok && curl_easy_setopt(easy, CURLOPT_SHARE, shared_->share->Get()) == CURLE_OK;
+  ok = ok && curl_easy_setopt(easy, CURLOPT_CAINFO, caFile.empty() ? nullptr : caFile.c_str()) == CURLE_OK;
+  return ok && curl_easy_setopt(easy, CURLOPT_CAPATH, caDir.empty() ? nullptr : caDir.c_str()) == CURLE_OK;
+}
+
+}  // namespace
+
+const WebapiCredentials* CredRequestMgr::Credentials(const std::string& session) {
+  auto known = credentials_.find(session);
+  if (known == credentials_.end()) {
+    WebapiCredentials loaded;
+    if (!LoadWebapiCredentials(session, loaded)) return nullptr;
+    known = credentials_.emplace(session, std::move(loaded)).first;
   }
+  return &known->second;
+}
+
+int CredRequestMgr::AddCredRequest(const std::string& host, const std::string& scheme, int port,
+                                   const std::string& session, const std::string& api,
+                                   int version, const std::string& method,
+                                   const Json::Value& params, long connectionTimeout, int flag) {
+  if (!ValidCallArguments(host, scheme, port, params, flag)) {
+    error_ = kBadArgument;
+    return -1;
+  }
+  const WebapiCredentials* credentials = Credentials(session);
+  if (credentials == nullptr) {
+    error_ = kUnknownSession;
+    return -1;
+  }
+  auto state = std::make_unique<CredRequest::State>();
+  state->shared = shared_.get();
+  state->managerError = &error_;
+  state->easy = curl_easy_init();
+  if (state->easy != nullptr) {
+    state->headers = curl_slist_append(nullptr, "Content-Type: application/json");
+    if (state->headers != nullptr) state->headers = curl_slist_append(state->headers, "Expect:");
+  }
+  if (state->easy == nullptr || state->headers == nullptr) {
+    error_ = kNoResources;
+    return -1;
+  }
+  state->body = CallBody(api, version, method, params);
+  const long timeout = connectionTimeout > 0 ? connectionTimeout : kDefaultTimeoutSeconds;
+  const std::string url = scheme + "://" + UrlHost(host) + ":" + std::to_string(port) + kEntryPath;
+  bool ok = SetUpTransfer(state->easy, state.get(), url, *credentials, timeout) &&
+            SetUpTls(state->easy, shared_->settings);
+  if (ok && shared_->share) ok = curl_easy_setopt(state->easy, CURLOPT_SHARE, shared_->share->Get()) == CURLE_OK;
   if (!ok) {
     error_ = kNoResources;
     return -1;

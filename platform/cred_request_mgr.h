@@ -93,6 +93,9 @@ class CredRequestMgr {
  private:
   std::shared_ptr<Shared> shared_;
   std::vector<std::unique_ptr<CredRequest>> requests_;
+  // The session's user and password, read from the store on first use; null when unknown.
+  const WebapiCredentials* Credentials(const std::string& session);
+
   // A batch usually names one session many times: the store is read once per session.
   std::map<std::string, WebapiCredentials> credentials_;
   int error_ = kNone;
