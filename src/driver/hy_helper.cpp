@@ -330,14 +330,45 @@ int HyHelper::ReloadLbdConfig() {
   return result;
 }
 
-int HyHelper::ReloadHydConfigImpl() {
-  std::string bridge = "br0";
-  if (guest_) {
-    bridge = "gbr0";
-  } else if (cap_) {
-    int topology = 0;
-    if (orvawireless::wifi::utils::ReadTopology(topology) == 0 && topology == 2) bridge = "lbr0";
+namespace {
+
+// How a bridge member enters hyd's lists, by a part of its name; the first rule that matches
+// wins ("bwlan" before "wlan"), and members that match none stay out.
+struct MemberRule {
+  const char* part;
+  decltype(HyIf::type) type;
+  decltype(HyIf::group) group;
+  bool broadcast;
+  bool wifi;        // also in the wlan list, with its radio's name
+  bool keepsRelay;  // a relay setting made earlier survives the rebuild; otherwise no relay
+};
+
+const MemberRule kMemberRules[] = {
+    {"sta1", Interface::IF_TYPE_WLAN_VLAN, HY_IF_GRP_0, true, false, false},
+    {"sta0", Interface::IF_TYPE_WLAN_VLAN, HY_IF_GRP_0, false, false, false},
+    {"bwlan", Interface::IF_TYPE_WLAN_VLAN, HY_IF_GRP_1, true, true, true},
+    {"wlan", Interface::IF_TYPE_WLAN, HY_IF_GRP_1, true, true, true},
+    {"eth", Interface::IF_TYPE_ETHER, HY_IF_GRP_1, true, false, true},
+};
+
+const MemberRule* RuleFor(const std::string& name) {
+  for (const MemberRule& rule : kMemberRules) {
+    if (name.find(rule.part) != std::string::npos) return &rule;
   }
+  return nullptr;
+}
+
+}  // namespace
+
+std::string HyHelper::HydBridge() const {
+  if (guest_) return "gbr0";
+  int topology = 0;
+  if (cap_ && orvawireless::wifi::utils::ReadTopology(topology) == 0 && topology == 2) return "lbr0";
+  return "br0";
+}
+
+int HyHelper::ReloadHydConfigImpl() {
+  const std::string bridge = HydBridge();
   if (SetBrImpl(bridge, true) != 0) ORVA_LOG_ERR("Failed to set bridge name to file");
 
   if (!orva::platform::FileExist(orva::platform::BridgeMemberDir(bridge))) {
@@ -353,42 +384,31 @@ int HyHelper::ReloadHydConfigImpl() {
   std::vector<HyIf> members;
   std::vector<HyIf> wlans;
   for (const std::string& name : names) {
-    auto has = [&name](const char* part) { return name.find(part) != std::string::npos; };
+    const MemberRule* rule = RuleFor(name);
+    if (rule == nullptr) continue;
     HyIf member;
     member.name = name;
-    bool wifi = false;
-    if (has("sta1")) {
-      member.type = Interface::IF_TYPE_WLAN_VLAN;
-      member.group = HY_IF_GRP_0;
-      member.broadcast = true;
-      member.relay = false;
-    } else if (has("sta0")) {
-      member.type = Interface::IF_TYPE_WLAN_VLAN;
-      member.group = HY_IF_GRP_0;
-      member.broadcast = false;
-      member.relay = false;
-    } else if (has("bwlan") || has("wlan") || has("eth")) {
-      const bool backhaul = has("bwlan");
-      wifi = backhaul || has("wlan");
-      member.type = backhaul ? Interface::IF_TYPE_WLAN_VLAN : wifi ? Interface::IF_TYPE_WLAN : Interface::IF_TYPE_ETHER;
-      member.group = HY_IF_GRP_1;
-      member.broadcast = true;
-      if (wifi) Interface::GetVAPNameByIfName(name, true, member.radioName);
-      // A relay setting made earlier survives the rebuild.
+    member.type = rule->type;
+    member.group = rule->group;
+    member.broadcast = rule->broadcast;
+    if (rule->wifi) Interface::GetVAPNameByIfName(name, true, member.radioName);
+    member.relay = false;
+    if (rule->keepsRelay) {
       bool relay = true;
       if (GetIfRelayImpl(name, relay) != 0) {
         ORVA_LOG_ERR("Failed to get relay config for %s", name.c_str());
         relay = true;
       }
       member.relay = relay;
-    } else {
-      continue;
     }
     if (orva::platform::NetIfUp(name) != 0) ORVA_LOG_ERR("Failed to linkup interface %s", name.c_str());
     members.push_back(member);
-    if (wifi) wlans.push_back(member);
+    if (rule->wifi) wlans.push_back(member);
   }
+  return WriteHydLists(members, wlans);
+}
 
+int HyHelper::WriteHydLists(const std::vector<HyIf>& members, const std::vector<HyIf>& wlans) {
   if (SetIfListImpl(members, true) != 0) {
     ORVA_LOG_ERR("Failed to set interface list");
     return kListNotSet;

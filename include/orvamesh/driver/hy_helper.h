@@ -98,6 +98,8 @@ class ORVA_EXPORT HyHelper {
   int StopHydImpl();
   int RestartHydImpl();
   int ReloadHydConfigImpl();
+  std::string HydBridge() const;
+  int WriteHydLists(const std::vector<HyIf>& members, const std::vector<HyIf>& wlans);
   int AttachHyfiBridgeImpl(bool attach);
   int SetIGMPSnoopingImpl();
   int SetBrImpl(const std::string& bridge, bool writeToFile);
