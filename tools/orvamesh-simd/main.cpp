@@ -5,6 +5,7 @@
 // timer on the main loop, so clients see progress and conflicting calls are refused.
 #include <glib-unix.h>
 #include <json/reader.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -29,18 +30,34 @@ namespace {
 using namespace ORVA::MESH::SDK;
 using orvasim::SimMesh;
 
-constexpr const char* kUsage =
-    "Usage: orvamesh-simd [--bus ADDRESS] [--tick-ms N] MESH_FILE\n"
-    "\n"
-    "Serves the mesh interface com.velanto.mesh at /com/velanto/mesh/v1 over the mesh described\n"
-    "in MESH_FILE (JSON, see examples/mesh.json), until SIGINT or SIGTERM.\n"
-    "\n"
-    "  --bus ADDRESS  a D-Bus address (unix:path=...) instead of the system bus\n"
-    "  --tick-ms N    length of one step of a long operation, 1..60000 ms (default 200)\n"
-    "  --help         this text\n"
-    "\n"
-    "Exit status: 0 after SIGINT/SIGTERM, 1 when the bus fails or the name is taken,\n"
-    "2 for a bad command line or mesh file.\n";
+// The example mesh as installed beside this program (PREFIX/bin -> PREFIX/share/orvamesh), so the
+// help names a file that exists whatever the prefix or package.
+std::string InstalledExampleMesh() {
+  char self[4096];
+  const ssize_t n = ::readlink("/proc/self/exe", self, sizeof self - 1);
+  if (n <= 0) return "PREFIX/share/orvamesh/mesh.json";
+  std::string path(self, static_cast<size_t>(n));
+  path.erase(path.find_last_of('/'));
+  path.erase(path.find_last_of('/') + 1);
+  return path + "share/orvamesh/mesh.json";
+}
+
+std::string UsageText(const std::string& exampleMesh = InstalledExampleMesh()) {
+  return "Usage: orvamesh-simd [--bus ADDRESS] [--tick-ms N] MESH_FILE\n"
+         "\n"
+         "Serves the mesh interface com.velanto.mesh at /com/velanto/mesh/v1 over the mesh described\n"
+         "in MESH_FILE (JSON), until SIGINT or SIGTERM. An example mesh is installed as\n" +
+         exampleMesh +
+         "\n"
+         "(examples/mesh.json in the source tree).\n"
+         "\n"
+         "  --bus ADDRESS  a D-Bus address (unix:path=...) instead of the system bus\n"
+         "  --tick-ms N    length of one step of a long operation, 1..60000 ms (default 200)\n"
+         "  --help         this text\n"
+         "\n"
+         "Exit status: 0 after SIGINT/SIGTERM, 1 when the bus fails or the name is taken,\n"
+         "2 for a bad command line or mesh file.\n";
+}
 
 struct Daemon {
   std::unique_ptr<SimMesh> mesh;
@@ -327,7 +344,7 @@ GDBusConnection* Connect(const std::string& address, GError** error) {
 }
 
 int Usage(const std::string& problem) {
-  std::fprintf(stderr, "orvamesh-simd: %s\n\n%s", problem.c_str(), kUsage);
+  std::fprintf(stderr, "orvamesh-simd: %s\n\n%s", problem.c_str(), UsageText().c_str());
   return 2;
 }
 
@@ -340,7 +357,7 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--help" || arg == "-h") {
-      std::fputs(kUsage, stdout);
+      std::fputs(UsageText().c_str(), stdout);
       return 0;
     }
     if (arg == "--version") {
@@ -348,7 +365,8 @@ int main(int argc, char** argv) {
       return 0;
     }
     if (i == 1 && orvatools::AnswerManual(argc, argv,
-                                          orvatools::ManualFromUsage("orvamesh-simd", "a simulated mesh daemon", kUsage))) {
+                                          orvatools::ManualFromUsage("orvamesh-simd", "a simulated mesh daemon",
+                                                                     UsageText("PREFIX/share/orvamesh/mesh.json")))) {
       return 0;
     } else if (arg == "--bus" || arg == "--tick-ms") {
       if (i + 1 >= argc) return Usage(arg + " needs a value");
