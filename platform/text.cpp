@@ -14,6 +14,26 @@ std::string TrimBlanks(std::string_view text) {
   return std::string(text.substr(first, last - first + 1));
 }
 
+std::vector<std::string> SplitText(std::string_view text, char separator) {
+  std::vector<std::string> parts;
+  if (text.empty()) return parts;
+  for (std::string_view::size_type start = 0;;) {
+    const auto end = text.find(separator, start);
+    parts.emplace_back(text.substr(start, end == std::string_view::npos ? std::string_view::npos : end - start));
+    if (end == std::string_view::npos) return parts;
+    start = end + 1;
+  }
+}
+
+std::string JoinText(const std::vector<std::string>& parts, char separator) {
+  std::string out;
+  for (size_t i = 0; i < parts.size(); ++i) {
+    if (i > 0) out += separator;
+    out += parts[i];
+  }
+  return out;
+}
+
 bool ParseJsonText(std::string_view text, Json::Value& out) {
   Json::CharReaderBuilder builder;
   // Our documents are a few levels deep; the reader throws, not fails, past its stack limit,

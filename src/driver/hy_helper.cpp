@@ -7,6 +7,7 @@
 
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/base/log.h"
+#include "platform/text.h"
 #include "platform/config_file.h"
 #include "platform/net_if.h"
 #include "platform/node_settings.h"
@@ -35,18 +36,6 @@ int Job(const char* jobManager, const std::string& service) {
   return orva::platform::ExecWait({jobManager, service}, orva::platform::kJobManagerFlags);
 }
 
-std::vector<std::string> Split(const std::string& text, char separator) {
-  std::vector<std::string> parts;
-  if (text.empty()) return parts;
-  std::string::size_type start = 0;
-  for (;;) {
-    std::string::size_type end = text.find(separator, start);
-    parts.push_back(text.substr(start, end == std::string::npos ? std::string::npos : end - start));
-    if (end == std::string::npos) return parts;
-    start = end + 1;
-  }
-}
-
 // "a:b" -> a, b; both must be non-empty.
 bool SplitPair(const std::string& item, std::string& first, std::string& second) {
   std::string::size_type colon = item.find(':');
@@ -54,15 +43,6 @@ bool SplitPair(const std::string& item, std::string& first, std::string& second)
   first = item.substr(0, colon);
   second = item.substr(colon + 1);
   return second.find(':') == std::string::npos;
-}
-
-std::string Join(const std::vector<std::string>& items) {
-  std::string out;
-  for (const std::string& item : items) {
-    if (!out.empty()) out += ',';
-    out += item;
-  }
-  return out;
 }
 
 }  // namespace
@@ -538,7 +518,7 @@ int HyHelper::ListToStr(const std::vector<HyIf>& list, std::string& out) {
     if (Interface::GetIfTypeName(member.type, type) != 0) type = "UNKNOWN";
     items.push_back(member.name + ":" + type);
   }
-  out = Join(items);
+  out = orva::platform::JoinText(items, ',');
   return 0;
 }
 
@@ -547,7 +527,7 @@ int HyHelper::NoRelayListToStr(const std::vector<HyIf>& list, std::string& out) 
   for (const HyIf& member : list) {
     if (!member.relay) items.push_back(member.name);
   }
-  out = Join(items);
+  out = orva::platform::JoinText(items, ',');
   return 0;
 }
 
@@ -561,7 +541,7 @@ int HyHelper::WlanListToStr(const std::vector<HyIf>& list, std::string& out) {
     }
     items.push_back(member.radioName + ":" + vap);
   }
-  out = Join(items);
+  out = orva::platform::JoinText(items, ',');
   return 0;
 }
 
@@ -569,7 +549,7 @@ int HyHelper::StrToList(const std::string& text, std::vector<std::string>& names
                         std::vector<Interface::IF_TYPE>& types) {
   names.clear();
   types.clear();
-  for (const std::string& item : Split(text, ',')) {
+  for (const std::string& item : orva::platform::SplitText(text, ',')) {
     std::string name, typeName;
     Interface::IF_TYPE type;
     if (!SplitPair(item, name, typeName) || Interface::GetIfTypeByTypeName(typeName, type) != 0) return -1;
@@ -580,7 +560,7 @@ int HyHelper::StrToList(const std::string& text, std::vector<std::string>& names
 }
 
 int HyHelper::StrToNoRelayList(const std::string& text, std::vector<std::string>& names) {
-  names = Split(text, ',');
+  names = orva::platform::SplitText(text, ',');
   for (const std::string& name : names) {
     if (name.empty()) return -1;
   }
@@ -590,7 +570,7 @@ int HyHelper::StrToNoRelayList(const std::string& text, std::vector<std::string>
 int HyHelper::StrToWlanList(const std::string& text, std::vector<std::string>& radios, std::vector<std::string>& vaps) {
   radios.clear();
   vaps.clear();
-  for (const std::string& item : Split(text, ',')) {
+  for (const std::string& item : orva::platform::SplitText(text, ',')) {
     std::string radio, vap;
     if (!SplitPair(item, radio, vap)) return -1;
     radios.push_back(radio);
