@@ -121,7 +121,9 @@ TEST(ToolConventions, ManPagesAndCompletionNameEverySubcommandOfTheHelp) {
       EXPECT_NE(man.out.find(".B " + roff), std::string::npos) << name << " " << sub;
       EXPECT_NE(completion.out.find("    " + sub + ") "), std::string::npos) << name << " " << sub;
     }
-    if (name != "orvamesh-simd") EXPECT_FALSE(subcommands.empty()) << name;
+    if (name != "orvamesh-simd") {
+      EXPECT_FALSE(subcommands.empty()) << name;
+    }
   }
   EXPECT_EQ(manual::Complete("orvamesh", RunTool(Tool("orvamesh"), {"--bash-completion"}).out, "orvamesh start-s"),
             "start-scan start-setup-node start-system-update\n");
