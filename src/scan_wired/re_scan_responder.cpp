@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "orvamesh/scan_wired/probe_packet.h"
 #include "orvamesh/scan_wired/scan_listener.h"
@@ -92,6 +93,7 @@ void REScanResponder::_StopListening() {
   listener->StopListening();
   listener->DelCallback(callbackId_);
   callbackId_ = -1;
+  answerer_.reset();
 }
 
 ResponsePacket REScanResponder::GetUptimeUpdatedResponse() const {
@@ -121,11 +123,18 @@ void REScanResponder::ProbeCallback(const ProbePacket& probe, const sockaddr_sto
   }
   ORVA_LOG_DEBUG("Received probe packet from [%s]", text);
   try {
-    WiredScanResponder responder(orva::net::utils::IPAddress(v6->sin6_addr), kResponsePort, interfaceName_);
-    responder.Respond(GetUptimeUpdatedResponse(), probe.GetPublicKey());
+    if (!answerer_ || std::memcmp(&answererFor_, &v6->sin6_addr, sizeof answererFor_) != 0) {
+      answerer_.reset();
+      answerer_ = std::make_unique<WiredScanResponder>(orva::net::utils::IPAddress(v6->sin6_addr), kResponsePort,
+                                                       interfaceName_);
+      answererFor_ = v6->sin6_addr;
+    }
+    answerer_->Respond(GetUptimeUpdatedResponse(), probe.GetPublicKey());
   } catch (const std::exception& e) {
+    answerer_.reset();  // the next probe checks the interface again
     ORVA_LOG_ERR("Fail to answer probe from [%s]: %s", text, e.what());
   } catch (...) {
+    answerer_.reset();
     ORVA_LOG_ERR("Fail to answer probe from [%s]: unknown exception", text);
   }
 }

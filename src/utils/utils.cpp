@@ -10,12 +10,14 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <string_view>
 
 #include "orvamesh/platform/api_runner.h"
 #include "orvamesh/platform/ip_address.h"
@@ -68,9 +70,21 @@ int GetIfMAC(const std::string& interfaceName, std::string& mac) {
 
 int GetSystemUptime(unsigned long& seconds) {
   const std::string path = orva::platform::SystemRoot::Path("/proc/uptime");
-  std::ifstream file(path);
-  std::string first;
-  if (!(file >> first)) {
+  // One read(2) of a short file: an RE reads it for every probe it answers.
+  char buffer[64];
+  ssize_t got = -1;
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd >= 0) {
+    do {
+      got = ::read(fd, buffer, sizeof buffer - 1);
+    } while (got < 0 && errno == EINTR);
+    ::close(fd);
+  }
+  // The first blank-separated word, as a stream would read it.
+  const std::string_view text(buffer, got > 0 ? static_cast<size_t>(got) : 0);
+  const size_t start = std::min(text.find_first_not_of(" \t\n"), text.size());
+  const std::string first(text.substr(start, text.find_first_of(" \t\n", start) - start));
+  if (first.empty()) {
     ORVA_LOG_ERR("Fail to read uptime from [%s]", path.c_str());
     return -1;
   }

@@ -9,6 +9,7 @@
 // send error) is logged at error priority and does not disturb the listener. The IO thread
 // resolves the interface name for every answer, so in a program that switches network
 // namespaces per thread, StartListening() must run in the interface's namespace.
+#include <netinet/in.h>
 #include <sys/socket.h>
 
 #include <memory>
@@ -23,6 +24,7 @@ namespace ORVA::MESH::SDK::ScanWired {
 
 class ProbePacket;
 class WiredScanListener;
+class WiredScanResponder;
 
 class ORVA_EXPORT REScanResponder {
  public:
@@ -57,6 +59,10 @@ class ORVA_EXPORT REScanResponder {
   ResponsePacket response_;
   std::shared_ptr<WiredScanListener> listener_;
   int callbackId_ = -1;
+  // The socket that answered the last prober, kept for its next probe: a CAP probes again and
+  // again from one address. Touched by the listener's IO thread, and after it has stopped.
+  std::unique_ptr<WiredScanResponder> answerer_;
+  in6_addr answererFor_{};
   mutable Mutex mutex_;
 };
 
