@@ -124,7 +124,6 @@ void REScanResponder::ProbeCallback(const ProbePacket& probe, const sockaddr_sto
   ORVA_LOG_DEBUG("Received probe packet from [%s]", text);
   try {
     if (!answerer_ || std::memcmp(&answererFor_, &v6->sin6_addr, sizeof answererFor_) != 0) {
-      answerer_.reset();
       answerer_ = std::make_unique<WiredScanResponder>(orva::net::utils::IPAddress(v6->sin6_addr), kResponsePort,
                                                        interfaceName_);
       answererFor_ = v6->sin6_addr;

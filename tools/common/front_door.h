@@ -30,7 +30,7 @@ inline bool AnswerFrontDoor(int argc, char** argv, const char* program, const ch
     std::cout << usage;
   } else if (word == "--version") {
     PrintVersion(program);
-  } else if (!AnswerManual(argc, argv, ManualFromUsage(program, summary, usage))) {
+  } else if (!AnswerManual(argc, argv, [&] { return ManualFromUsage(program, summary, usage); })) {
     return false;
   }
   status = 0;

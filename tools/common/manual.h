@@ -140,14 +140,16 @@ inline void PrintBashCompletion(std::ostream& out, const Manual& m) {
   out << "  esac\n}\ncomplete -o default -F " << function << " " << m.program << "\n";
 }
 
-// True when argv[1] asked for the man page or the completion script; prints it.
-inline bool AnswerManual(int argc, char** argv, const Manual& manual) {
+// True when argv[1] asked for the man page or the completion script; prints it. `make` builds
+// the manual only then, so an ordinary run pays nothing for it.
+template <typename MakeManual>
+bool AnswerManual(int argc, char** argv, MakeManual&& make) {
   if (argc < 2) return false;
   const std::string word = argv[1];
   if (word == "--man") {
-    PrintManPage(std::cout, manual);
+    PrintManPage(std::cout, make());
   } else if (word == "--bash-completion") {
-    PrintBashCompletion(std::cout, manual);
+    PrintBashCompletion(std::cout, make());
   } else {
     return false;
   }

@@ -364,9 +364,10 @@ int main(int argc, char** argv) {
       orvatools::PrintVersion("orvamesh-simd");
       return 0;
     }
-    if (i == 1 && orvatools::AnswerManual(argc, argv,
-                                          orvatools::ManualFromUsage("orvamesh-simd", "a simulated mesh daemon",
-                                                                     UsageText("PREFIX/share/orvamesh/mesh.json")))) {
+    if (i == 1 && orvatools::AnswerManual(argc, argv, [] {
+                   return orvatools::ManualFromUsage("orvamesh-simd", "a simulated mesh daemon",
+                                                     UsageText("PREFIX/share/orvamesh/mesh.json"));
+                 })) {
       return 0;
     } else if (arg == "--bus" || arg == "--tick-ms") {
       if (i + 1 >= argc) return Usage(arg + " needs a value");

@@ -246,12 +246,14 @@ std::string CauseInWords(const std::string& chain) {
 }  // namespace
 
 TransportFault::TransportFault(const std::exception& cause)
+    : TransportFault(WithErrnoText(Describe(cause)), WithErrnoText(WithoutLocation(Innermost(cause)))) {}
+
+TransportFault::TransportFault(std::string chain, const std::string& inner)
     : std::runtime_error([&] {
-        const std::string words = CauseInWords(Describe(cause));
-        const std::string inner = WithErrnoText(WithoutLocation(Innermost(cause)));
+        const std::string words = CauseInWords(chain);
         return words.empty() ? inner : words + " [" + inner + "]";
       }()),
-      chain_(WithErrnoText(Describe(cause))) {}
+      chain_(std::move(chain)) {}
 
 std::string Describe(const std::exception& e) {
   std::string text = e.what();

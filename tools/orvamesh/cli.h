@@ -41,6 +41,7 @@ class TransportFault : public std::runtime_error {
   const std::string& Chain() const noexcept { return chain_; }
 
  private:
+  TransportFault(std::string chain, const std::string& inner);
   std::string chain_;
 };
 

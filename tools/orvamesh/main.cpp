@@ -134,6 +134,18 @@ Command Plain(std::string name, std::string help, ERROR_CODE (MeshClient::*op)()
           }};
 }
 
+// An operation without arguments that runs on after the call; with --follow, `follow` takes over
+// once it has started.
+Command Followed(std::string name, std::string help, ERROR_CODE (MeshClient::*start)(),
+                 std::function<int(Context&)> follow) {
+  return {name, "[--follow]", std::move(help), "follow!", [start, follow](Context& ctx) {
+            NeedPositional(ctx, 0, 0);
+            const ERROR_CODE code = Call(ctx, [start](MeshClient& m) { return (m.*start)(); });
+            if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
+            return follow(ctx);
+          }};
+}
+
 template <typename T>
 Command Getter(std::string name, std::string help, Client::Result<T> (MeshClient::*op)()) {
   return {name, "", std::move(help), "", [op](Context& ctx) {
@@ -448,16 +460,10 @@ R NeedMac(R record, const ORVA::MESH::SDK::Mac& mac, const char* option) {
 const std::vector<Command>& Commands() {
   using M = MeshClient;
   static const std::vector<Command> commands = {
-      {"start-scan", "[--follow]",
-       "Starts a scan for nodes that could join the mesh.\n"
-       "With --follow, waits for its end and prints the result.",
-       "follow!",
-       [](Context& ctx) {
-         NeedPositional(ctx, 0, 0);
-         const ERROR_CODE code = Call(ctx, [](M& m) { return m.StartScan(); });
-         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
-         return WaitFor(ctx, &M::GetScanResult, &ScanOver);
-       }},
+      Followed("start-scan",
+               "Starts a scan for nodes that could join the mesh.\n"
+               "With --follow, waits for its end and prints the result.",
+               &M::StartScan, [](Context& ctx) { return WaitFor(ctx, &M::GetScanResult, &ScanOver); }),
       Plain("stop-scan", "Stops a running scan.", &M::StopScan),
       {"get-node-name", "ID", "Prints a node's name.", "",
        [](Context& ctx) {
@@ -582,15 +588,9 @@ const std::vector<Command>& Commands() {
        "file data", [](Context& ctx) { return TopologyChange(ctx, &M::AfterTopologyChange); }},
       Plain("igmp-snooping-pre-change", "Announces a change of IGMP snooping.", &M::IgmpSnoopingPreChange),
       Plain("igmp-snooping-post-change", "Reports a finished change of IGMP snooping.", &M::IgmpSnoopingPostChange),
-      {"start-system-update", "[--follow]",
-       "Starts the firmware update of the whole mesh. With --follow, shows its progress until it ends.",
-       "follow!",
-       [](Context& ctx) {
-         NeedPositional(ctx, 0, 0);
-         const ERROR_CODE code = Call(ctx, [](M& m) { return m.StartSystemUpdate(); });
-         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
-         return Follow(ctx, &UpdateProgress);
-       }},
+      Followed("start-system-update",
+               "Starts the firmware update of the whole mesh. With --follow, shows its progress until it ends.",
+               &M::StartSystemUpdate, [](Context& ctx) { return Follow(ctx, &UpdateProgress); }),
       Getter("get-system-update-progress", "Prints the update's progress.", &M::GetSystemUpdateProgress),
       Getter("get-system-update-progress-v2", "Prints the update's progress with each node's share.",
              &M::GetSystemUpdateProgressV2),
@@ -670,7 +670,7 @@ orvatools::Manual OrvameshManual() {
 }
 
 int Main(int argc, char** argv) {
-  if (orvatools::AnswerManual(argc, argv, OrvameshManual())) return kExitOk;
+  if (orvatools::AnswerManual(argc, argv, &OrvameshManual)) return kExitOk;
   std::vector<std::string> words(argv + 1, argv + argc);
   // Options before the subcommand.
   size_t at = 0;

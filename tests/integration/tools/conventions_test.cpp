@@ -76,16 +76,21 @@ std::vector<std::string> SubcommandsInHelp(const std::string& name, const std::s
   bool listing = false;
   for (std::string line; std::getline(lines, line);) {
     std::istringstream words(line);
-    std::string first, second;
-    words >> first >> second;
-    if (line == "Subcommands:") listing = true;
-    else if (line.empty()) listing = false;
-    else if (listing) found.push_back(first);
-    else if ((first == "Usage:" || first == name) && (first == "Usage:" ? second == name : true)) {
-      std::string sub = first == "Usage:" ? "" : second;
-      if (first == "Usage:") words >> sub;
-      if (!sub.empty() && std::islower(static_cast<unsigned char>(sub[0]))) found.push_back(sub);
+    std::string first;
+    words >> first;
+    if (line == "Subcommands:" || line.empty()) {
+      listing = !line.empty();
+      continue;
     }
+    if (listing) {
+      found.push_back(first);
+      continue;
+    }
+    // "Usage: NAME SUB ..." or "       NAME SUB ..."
+    std::string program = first, sub;
+    if (first == "Usage:") words >> program;
+    words >> sub;
+    if (program == name && !sub.empty() && std::islower(static_cast<unsigned char>(sub[0]))) found.push_back(sub);
   }
   return found;
 }
