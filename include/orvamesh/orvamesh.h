@@ -5,6 +5,7 @@
 #include "orvamesh/client/error_code.h"
 #include "orvamesh/client/local_utilization.h"
 #include "orvamesh/client/mesh_client.h"
+#include "orvamesh/client/mesh_operations.h"
 #include "orvamesh/client/mesh_records.h"
 #include "orvamesh/client/mesh_signal_receiver.h"
 #include "orvamesh/compatibility/model_compatibility.h"

@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -133,100 +132,91 @@ bool BoolArgument(GDBusMethodInvocation* invocation) {
 
 // --- the interface ------------------------------------------------------------------------
 
-using Handler = std::function<void(SimMesh&, GDBusMethodInvocation*)>;
+using I = GDBusMethodInvocation*;
+
+// One handler per D-Bus method of the operation list; a method without its handler does not build.
+void HandleStartScan(SimMesh& m, I i) { Reply(i, m.StartScan()); }
+void HandleStopScan(SimMesh& m, I i) { Reply(i, m.StopScan()); }
+void HandleSetNodeName(SimMesh& m, I i) {
+  GVariant* name = Argument(i, 1);
+  const std::string text = g_variant_get_string(name, nullptr);
+  g_variant_unref(name);
+  Reply(i, m.SetNodeName(NodeIdArgument(i), text));
+}
+void HandleGetNodeName(SimMesh& m, I i) {
+  auto [code, name] = m.GetNodeName(NodeIdArgument(i));
+  if (code != Client::ERROR_CODE::NONE) return Refuse(i, code);
+  g_dbus_method_invocation_return_value(i, g_variant_new("(s)", name.c_str()));
+}
+void HandleGetScanResult(SimMesh& m, I i) { ReplyBytes(i, m.GetScanResult()); }
+void HandleGetMeshSystemStatus(SimMesh& m, I i) { ReplyBytes(i, m.GetMeshSystemStatus()); }
+void HandleRemoveNodes(SimMesh& m, I i) { Reply(i, m.RemoveNodes(BytesArgument<Client::NodeIdList>(i))); }
+void HandleGetSetupNodeProgress(SimMesh& m, I i) { ReplyBytes(i, m.GetSetupNodeProgress()); }
+void HandleStopSetupNode(SimMesh& m, I i) { Reply(i, m.StopSetupNode()); }
+void HandleStartSetupNode(SimMesh& m, I i) { Reply(i, m.StartSetupNode(BytesArgument<Client::SetupNodeInfo>(i))); }
+void HandleNoticeWPSResult(SimMesh& m, I i) { Reply(i, m.NoticeWPSResult(BytesArgument<Client::WPSResultInfo>(i))); }
+void HandleWirelessJoinNetwork(SimMesh& m, I i) { ReplyBytes(i, m.JoinNetwork(BytesArgument<Client::JoinNetworkInfo>(i))); }
+void HandleEthernetJoinNetwork(SimMesh& m, I i) { ReplyBytes(i, m.JoinNetwork(BytesArgument<Client::JoinNetworkInfo>(i))); }
+void HandleNotifyJoinReturnSent(SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }
+void HandleRebootNode(SimMesh& m, I i) { Reply(i, m.RebootNode(NodeIdArgument(i))); }
+void HandleGetDataSystemUtilization(SimMesh& m, I i) { ReplyBytes(i, m.GetDataSystemUtilization()); }
+void HandleGetDataDevices(SimMesh& m, I i) { ReplyBytes(i, m.GetDataDevices()); }
+void HandleGetDataNetworkInfo(SimMesh& m, I i) { ReplyBytes(i, m.GetDataNetworkInfo()); }
+void HandleGetDataMeshTopology(SimMesh& m, I i) { ReplyBytes(i, m.GetDataMeshTopology()); }
+void HandleGetNodeIds(SimMesh& m, I i) { ReplyBytes(i, m.GetNodeIds()); }
+void HandleGetNodeInfos(SimMesh& m, I i) { ReplyBytes(i, m.GetNodeInfos()); }
+void HandleGetRepeaterMacs(SimMesh& m, I i) { ReplyBytes(i, m.GetRepeaterMacs()); }
+void HandleGetRepeaterAccessInfos(SimMesh& m, I i) { ReplyBytes(i, m.GetRepeaterAccessInfos()); }
+void HandleBeforeTopologyChange(SimMesh& m, I i) { Reply(i, m.TopologyChange(TextArgument(i), true)); }
+void HandleAfterTopologyChange(SimMesh& m, I i) { Reply(i, m.TopologyChange(TextArgument(i), false)); }
+void HandleIgmpSnoopingPreChange(SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }
+void HandleIgmpSnoopingPostChange(SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }
+void HandleStartSystemUpdate(SimMesh& m, I i) { Reply(i, m.StartSystemUpdate()); }
+void HandleGetSystemUpdateProgress(SimMesh& m, I i) { ReplyBytes(i, m.GetSystemUpdateProgress(false)); }
+void HandleGetSystemUpdateProgressV2(SimMesh& m, I i) { ReplyBytes(i, m.GetSystemUpdateProgress(true)); }
+void HandleSwitchDebugLogLevel(SimMesh& m, I i) {
+  m.debugLogLevel = BoolArgument(i);
+  m.MarkChanged();
+  Reply(i, Client::ERROR_CODE::NONE);
+}
+void HandleGetDebugLogLevel(SimMesh& m, I i) { ReplyBool(i, m.debugLogLevel); }
+void HandleGetRegionLock(SimMesh& m, I i) { ReplyBool(i, m.regionLock); }
+void HandleGetLedBlinkings(SimMesh& m, I i) { ReplyBytes(i, m.GetLedBlinkings(BytesArgument<Client::NodeIdList>(i))); }
+void HandleGetLedConfigs(SimMesh& m, I i) { ReplyBytes(i, m.GetLedConfigs(BytesArgument<Client::NodeIdList>(i))); }
+void HandleSetLedBlinkings(SimMesh& m, I i) { Reply(i, m.SetLedBlinkings(BytesArgument<Client::LedBlinkingMap>(i))); }
+void HandleSetLedConfigs(SimMesh& m, I i) { Reply(i, m.SetLedConfigs(BytesArgument<Client::LedConfigMap>(i))); }
+void HandleGetIeee1905ToBroadcast(SimMesh& m, I i) { ReplyBool(i, m.ieee1905ToBroadcast); }
+void HandleSetIeee1905ToBroadcast(SimMesh& m, I i) {
+  m.ieee1905ToBroadcast = BoolArgument(i);
+  m.MarkChanged();
+  Reply(i, Client::ERROR_CODE::NONE);
+}
+void HandleGet5GBackhaulSwapped(SimMesh& m, I i) { ReplyBool(i, m.backhaul5GSwapped); }
+void HandleSet5GBackhaulSwapped(SimMesh& m, I i) {
+  m.backhaul5GSwapped = BoolArgument(i);
+  m.MarkChanged();
+  Reply(i, Client::ERROR_CODE::NONE);
+}
+void HandleGetNodeCapabilities(SimMesh& m, I i) { ReplyBytes(i, m.GetNodeCapabilities()); }
+void HandlePrepareRestore(SimMesh& m, I i) { Reply(i, m.PrepareRestore()); }
+void HandleTriggerSynchronize(SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }
+void HandleTriggerBackhaulStatusUpdate(SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }
+void HandleTriggerCustomTopologyScan(SimMesh& m, I i) { Reply(i, m.TriggerCustomTopologyScan(BytesArgument<Client::NodeIdList>(i))); }
+void HandleGetCustomTopologyScanResult(SimMesh& m, I i) { ReplyBytes(i, m.GetCustomTopologyScanResult()); }
+void HandleListCustomTopology(SimMesh& m, I i) { ReplyBytes(i, m.ListCustomTopology()); }
+void HandleSetCustomTopologyConfig(SimMesh& m, I i) {
+  Reply(i, m.SetCustomTopologyConfig(BytesArgument<Client::CustomTopologySetMap>(i)));
+}
+void HandleUserConfirmWifiAdjust(SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }
+
+using Handler = void (*)(SimMesh&, GDBusMethodInvocation*);
 
 const std::map<std::string, Handler>& Handlers() {
-  using I = GDBusMethodInvocation*;
-  static const std::map<std::string, Handler> handlers = {
-      {"StartScan", [](SimMesh& m, I i) { Reply(i, m.StartScan()); }},
-      {"StopScan", [](SimMesh& m, I i) { Reply(i, m.StopScan()); }},
-      {"SetNodeName",
-       [](SimMesh& m, I i) {
-         GVariant* name = Argument(i, 1);
-         const std::string text = g_variant_get_string(name, nullptr);
-         g_variant_unref(name);
-         Reply(i, m.SetNodeName(NodeIdArgument(i), text));
-       }},
-      {"GetNodeName",
-       [](SimMesh& m, I i) {
-         auto [code, name] = m.GetNodeName(NodeIdArgument(i));
-         if (code != Client::ERROR_CODE::NONE) return Refuse(i, code);
-         g_dbus_method_invocation_return_value(i, g_variant_new("(s)", name.c_str()));
-       }},
-      {"GetScanResult", [](SimMesh& m, I i) { ReplyBytes(i, m.GetScanResult()); }},
-      {"GetMeshSystemStatus", [](SimMesh& m, I i) { ReplyBytes(i, m.GetMeshSystemStatus()); }},
-      {"RemoveNodes", [](SimMesh& m, I i) { Reply(i, m.RemoveNodes(BytesArgument<Client::NodeIdList>(i))); }},
-      {"GetSetupNodeProgress", [](SimMesh& m, I i) { ReplyBytes(i, m.GetSetupNodeProgress()); }},
-      {"StopSetupNode", [](SimMesh& m, I i) { Reply(i, m.StopSetupNode()); }},
-      {"StartSetupNode",
-       [](SimMesh& m, I i) { Reply(i, m.StartSetupNode(BytesArgument<Client::SetupNodeInfo>(i))); }},
-      {"NoticeWPSResult",
-       [](SimMesh& m, I i) { Reply(i, m.NoticeWPSResult(BytesArgument<Client::WPSResultInfo>(i))); }},
-      {"WirelessJoinNetwork",
-       [](SimMesh& m, I i) { ReplyBytes(i, m.JoinNetwork(BytesArgument<Client::JoinNetworkInfo>(i))); }},
-      {"EthernetJoinNetwork",
-       [](SimMesh& m, I i) { ReplyBytes(i, m.JoinNetwork(BytesArgument<Client::JoinNetworkInfo>(i))); }},
-      {"NotifyJoinReturnSent", [](SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }},
-      {"RebootNode", [](SimMesh& m, I i) { Reply(i, m.RebootNode(NodeIdArgument(i))); }},
-      {"GetDataSystemUtilization", [](SimMesh& m, I i) { ReplyBytes(i, m.GetDataSystemUtilization()); }},
-      {"GetDataDevices", [](SimMesh& m, I i) { ReplyBytes(i, m.GetDataDevices()); }},
-      {"GetDataNetworkInfo", [](SimMesh& m, I i) { ReplyBytes(i, m.GetDataNetworkInfo()); }},
-      {"GetDataMeshTopology", [](SimMesh& m, I i) { ReplyBytes(i, m.GetDataMeshTopology()); }},
-      {"GetNodeIds", [](SimMesh& m, I i) { ReplyBytes(i, m.GetNodeIds()); }},
-      {"GetNodeInfos", [](SimMesh& m, I i) { ReplyBytes(i, m.GetNodeInfos()); }},
-      {"GetRepeaterMacs", [](SimMesh& m, I i) { ReplyBytes(i, m.GetRepeaterMacs()); }},
-      {"GetRepeaterAccessInfos", [](SimMesh& m, I i) { ReplyBytes(i, m.GetRepeaterAccessInfos()); }},
-      {"BeforeTopologyChange", [](SimMesh& m, I i) { Reply(i, m.TopologyChange(TextArgument(i), true)); }},
-      {"AfterTopologyChange", [](SimMesh& m, I i) { Reply(i, m.TopologyChange(TextArgument(i), false)); }},
-      {"IgmpSnoopingPreChange", [](SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }},
-      {"IgmpSnoopingPostChange", [](SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }},
-      {"StartSystemUpdate", [](SimMesh& m, I i) { Reply(i, m.StartSystemUpdate()); }},
-      {"GetSystemUpdateProgress", [](SimMesh& m, I i) { ReplyBytes(i, m.GetSystemUpdateProgress(false)); }},
-      {"GetSystemUpdateProgressV2", [](SimMesh& m, I i) { ReplyBytes(i, m.GetSystemUpdateProgress(true)); }},
-      {"SwitchDebugLogLevel",
-       [](SimMesh& m, I i) {
-         m.debugLogLevel = BoolArgument(i);
-         m.MarkChanged();
-         Reply(i, Client::ERROR_CODE::NONE);
-       }},
-      {"GetDebugLogLevel", [](SimMesh& m, I i) { ReplyBool(i, m.debugLogLevel); }},
-      {"GetRegionLock", [](SimMesh& m, I i) { ReplyBool(i, m.regionLock); }},
-      {"GetLedBlinkings",
-       [](SimMesh& m, I i) { ReplyBytes(i, m.GetLedBlinkings(BytesArgument<Client::NodeIdList>(i))); }},
-      {"GetLedConfigs",
-       [](SimMesh& m, I i) { ReplyBytes(i, m.GetLedConfigs(BytesArgument<Client::NodeIdList>(i))); }},
-      {"SetLedBlinkings",
-       [](SimMesh& m, I i) { Reply(i, m.SetLedBlinkings(BytesArgument<Client::LedBlinkingMap>(i))); }},
-      {"SetLedConfigs",
-       [](SimMesh& m, I i) { Reply(i, m.SetLedConfigs(BytesArgument<Client::LedConfigMap>(i))); }},
-      {"GetIeee1905ToBroadcast", [](SimMesh& m, I i) { ReplyBool(i, m.ieee1905ToBroadcast); }},
-      {"SetIeee1905ToBroadcast",
-       [](SimMesh& m, I i) {
-         m.ieee1905ToBroadcast = BoolArgument(i);
-         m.MarkChanged();
-         Reply(i, Client::ERROR_CODE::NONE);
-       }},
-      {"Get5GBackhaulSwapped", [](SimMesh& m, I i) { ReplyBool(i, m.backhaul5GSwapped); }},
-      {"Set5GBackhaulSwapped",
-       [](SimMesh& m, I i) {
-         m.backhaul5GSwapped = BoolArgument(i);
-         m.MarkChanged();
-         Reply(i, Client::ERROR_CODE::NONE);
-       }},
-      {"GetNodeCapabilities", [](SimMesh& m, I i) { ReplyBytes(i, m.GetNodeCapabilities()); }},
-      {"PrepareRestore", [](SimMesh& m, I i) { Reply(i, m.PrepareRestore()); }},
-      {"TriggerSynchronize", [](SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }},
-      {"TriggerBackhaulStatusUpdate", [](SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }},
-      {"TriggerCustomTopologyScan",
-       [](SimMesh& m, I i) { Reply(i, m.TriggerCustomTopologyScan(BytesArgument<Client::NodeIdList>(i))); }},
-      {"GetCustomTopologyScanResult", [](SimMesh& m, I i) { ReplyBytes(i, m.GetCustomTopologyScanResult()); }},
-      {"ListCustomTopology", [](SimMesh& m, I i) { ReplyBytes(i, m.ListCustomTopology()); }},
-      {"SetCustomTopologyConfig",
-       [](SimMesh& m, I i) {
-         Reply(i, m.SetCustomTopologyConfig(BytesArgument<Client::CustomTopologySetMap>(i)));
-       }},
-      {"UserConfirmWifiAdjust", [](SimMesh&, I i) { Reply(i, Client::ERROR_CODE::NONE); }},
-  };
+#define ORVA_HANDLER(Return, Operation, Parameters, Arguments, DBusMethod, ...) {#DBusMethod, &Handle##DBusMethod},
+#define ORVA_LOCAL(...)
+  static const std::map<std::string, Handler> handlers = {ORVA_MESH_CLIENT_OPERATIONS(ORVA_HANDLER, ORVA_LOCAL)};
+#undef ORVA_LOCAL
+#undef ORVA_HANDLER
   return handlers;
 }
 

@@ -24,58 +24,9 @@ class ORVA_EXPORT MeshDBusClient : public Client::MeshClient {
   ~MeshDBusClient() override;
 
  protected:
-  ERROR_CODE StartScanImpl() override;
-  ERROR_CODE StopScanImpl() override;
-  Result<std::string> GetNodeNameImpl(NodeId nodeId) override;
-  ERROR_CODE SetNodeNameImpl(NodeId nodeId, const std::string& name) override;
-  Result<Client::ScanResult> GetScanResultImpl() override;
-  Result<Client::MeshSystemStatus> GetMeshSystemStatusImpl() override;
-  ERROR_CODE RemoveNodesImpl(const Client::NodeIdList& nodeIds) override;
-  Result<Client::SetupNodeProgress> GetSetupNodeProgressImpl() override;
-  ERROR_CODE StopSetupNodeImpl() override;
-  ERROR_CODE StartSetupNodeImpl(const Client::SetupNodeInfo& info) override;
-  ERROR_CODE NoticeWPSResultImpl(const Client::WPSResultInfo& info) override;
-  Result<Client::JoinReturnInfo> WirelessJoinNetworkImpl(const Client::JoinNetworkInfo& info) override;
-  Result<Client::JoinReturnInfo> EthernetJoinNetworkImpl(const Client::JoinNetworkInfo& info) override;
-  ERROR_CODE NotifyJoinReturnInfoSentImpl() override;
-  ERROR_CODE RebootNodeImpl(NodeId nodeId) override;
-  Result<Client::SystemUtilizationMap> GetDataSystemUtilizationImpl() override;
-  Result<Client::DevicesMap> GetDataDevicesImpl() override;
-  Result<Client::NetworkInfoMap> GetDataNetworkInfoImpl() override;
-  Result<Client::MeshTopologyMap> GetDataMeshTopologyImpl() override;
-  Result<Client::NodeIdList> GetNodeIdsImpl() override;
-  Result<Client::NodeInfoMap> GetNodeInfosImpl() override;
-  Result<Client::NodeMACInfoMap> GetRepeaterMacsImpl() override;
-  Result<Client::RepeaterAccessInfoMap> GetRepeaterAccessInfosImpl() override;
-  ERROR_CODE SwitchDebugLogLevelImpl(bool enabled) override;
-  Result<bool> GetDebugLogLevelImpl() override;
-  Result<bool> GetRegionLockImpl() override;
-  Result<Client::LedBlinkingMap> GetLedBlinkingsImpl(const Client::NodeIdList& nodeIds) override;
-  Result<Client::LedConfigMap> GetLedConfigsImpl(const Client::NodeIdList& nodeIds) override;
-  ERROR_CODE SetLedBlinkingsImpl(const Client::LedBlinkingMap& blinkings) override;
-  ERROR_CODE SetLedConfigsImpl(const Client::LedConfigMap& configs) override;
-  Result<bool> GetIeee1905ToBroadcastImpl() override;
-  ERROR_CODE SetIeee1905ToBroadcastImpl(bool enabled) override;
-  Result<bool> Get5GBackhaulSwappedImpl() override;
-  ERROR_CODE Set5GBackhaulSwappedImpl(bool enabled) override;
-  Result<bool> GetHyfiMitigationEnabledImpl() override;
-  ERROR_CODE SetHyfiMitigationEnabledImpl(bool enabled) override;
-  Result<Client::NodeCapabilityList> GetNodeCapabilitiesImpl() override;
-  ERROR_CODE PrepareRestoreImpl() override;
-  ERROR_CODE TriggerSynchronizeImpl() override;
-  ERROR_CODE UserConfirmWifiAdjustImpl() override;
-  ERROR_CODE BeforeTopologyChangeImpl(const Json::Value& change) override;
-  ERROR_CODE AfterTopologyChangeImpl(const Json::Value& change) override;
-  ERROR_CODE IgmpSnoopingPreChangeImpl() override;
-  ERROR_CODE IgmpSnoopingPostChangeImpl() override;
-  ERROR_CODE StartSystemUpdateImpl() override;
-  Result<Client::SystemUpdateProgress> GetSystemUpdateProgressImpl() override;
-  Result<Client::SystemUpdateProgress> GetSystemUpdateProgressV2Impl() override;
-  ERROR_CODE TriggerBackhaulStatusUpdateImpl() override;
-  ERROR_CODE TriggerCustomTopologyScanImpl(const Client::NodeIdList& nodeIds) override;
-  Result<Client::CustomTopologyScanResultMap> GetCustomTopologyScanResultImpl() override;
-  Result<Client::CustomTopologyListMap> ListCustomTopologyImpl() override;
-  ERROR_CODE SetCustomTopologyConfigImpl(const Client::CustomTopologySetMap& configs) override;
+#define ORVA_DECLARE_IMPL(Return, Operation, Parameters, ...) Return Operation##Impl Parameters override;
+  ORVA_MESH_CLIENT_OPERATIONS(ORVA_DECLARE_IMPL, ORVA_DECLARE_IMPL)
+#undef ORVA_DECLARE_IMPL
 
  private:
   MeshGDBusClient client_;

@@ -14,6 +14,7 @@
 #include <string>
 
 #include "orvamesh/client/error_code.h"
+#include "orvamesh/client/mesh_operations.h"
 #include "orvamesh/client/mesh_records.h"
 #include "orvamesh/dbus/gdbus_client.h"
 #include "orvamesh/dbus/mesh_dbus_codegen.h"
@@ -37,62 +38,21 @@ class ORVA_EXPORT MeshGDBusClient : public GDBusClient<OrvaMesh> {
   // once per process. Throws when the bus cannot be reached.
   MeshGDBusClient(const std::string& busName, const std::string& objectPath);
 
-  ERROR_CODE StartScan();
-  ERROR_CODE StopScan();
-  ERROR_CODE SetNodeName(NodeId nodeId, const std::string& name);
-  Result<std::string> GetNodeName(NodeId nodeId);
-  Result<Client::ScanResult> GetScanResult();
-  Result<Client::MeshSystemStatus> GetMeshSystemStatus();
-  ERROR_CODE RemoveNodes(const Client::NodeIdList& nodeIds);
-  Result<Client::SetupNodeProgress> GetSetupNodeProgress();
-  ERROR_CODE StopSetupNode();
-  ERROR_CODE StartSetupNode(const Client::SetupNodeInfo& info);
-  ERROR_CODE NoticeWPSResult(const Client::WPSResultInfo& info);
-  Result<Client::JoinReturnInfo> WirelessJoinNetwork(const Client::JoinNetworkInfo& info);
-  Result<Client::JoinReturnInfo> EthernetJoinNetwork(const Client::JoinNetworkInfo& info);
-  ERROR_CODE NotifyJoinReturnSent();
-  ERROR_CODE RebootNode(NodeId nodeId);
-  Result<Client::SystemUtilizationMap> GetDataSystemUtilization();
-  Result<Client::DevicesMap> GetDataDevices();
-  Result<Client::NetworkInfoMap> GetDataNetworkInfo();
-  Result<Client::MeshTopologyMap> GetDataMeshTopology();
-  Result<Client::NodeIdList> GetNodeIds();
-  Result<Client::NodeInfoMap> GetNodeInfos();
-  Result<Client::NodeMACInfoMap> GetRepeaterMacs();
-  Result<Client::RepeaterAccessInfoMap> GetRepeaterAccessInfos();
-  ERROR_CODE BeforeTopologyChange(const Json::Value& change);
-  ERROR_CODE AfterTopologyChange(const Json::Value& change);
-  ERROR_CODE IgmpSnoopingPreChange();
-  ERROR_CODE IgmpSnoopingPostChange();
-  ERROR_CODE StartSystemUpdate();
-  Result<Client::SystemUpdateProgress> GetSystemUpdateProgress();
-  Result<Client::SystemUpdateProgress> GetSystemUpdateProgressV2();
-  ERROR_CODE SwitchDebugLogLevel(bool enabled);
-  Result<bool> GetDebugLogLevel();
-  Result<bool> GetRegionLock();
-  Result<Client::LedBlinkingMap> GetLedBlinkings(const Client::NodeIdList& nodeIds);
-  Result<Client::LedConfigMap> GetLedConfigs(const Client::NodeIdList& nodeIds);
-  ERROR_CODE SetLedBlinkings(const Client::LedBlinkingMap& blinkings);
-  ERROR_CODE SetLedConfigs(const Client::LedConfigMap& configs);
-  Result<bool> GetIeee1905ToBroadcast();
-  ERROR_CODE SetIeee1905ToBroadcast(bool enabled);
-  Result<bool> Get5GBackhaulSwapped();
-  ERROR_CODE Set5GBackhaulSwapped(bool enabled);
-  Result<Client::NodeCapabilityList> GetNodeCapabilities();
-  ERROR_CODE PrepareRestore();
-  ERROR_CODE TriggerSynchronize();
-  ERROR_CODE TriggerBackhaulStatusUpdate();
-  ERROR_CODE TriggerCustomTopologyScan(const Client::NodeIdList& nodeIds);
-  Result<Client::CustomTopologyScanResultMap> GetCustomTopologyScanResult();
-  Result<Client::CustomTopologyListMap> ListCustomTopology();
-  ERROR_CODE SetCustomTopologyConfig(const Client::CustomTopologySetMap& configs);
-  ERROR_CODE UserConfirmWifiAdjust();
+  // One operation per D-Bus method, named like the method, for example
+  //   Result<std::string> GetNodeName(NodeId nodeId);
+#define ORVA_DECLARE_METHOD(Return, Operation, Parameters, Arguments, Method, ...) Return Method Parameters;
+#define ORVA_LOCAL(...)
+  ORVA_MESH_CLIENT_OPERATIONS(ORVA_DECLARE_METHOD, ORVA_LOCAL)
+#undef ORVA_LOCAL
+#undef ORVA_DECLARE_METHOD
 
   GQuark GetErrorDomain() const noexcept { return quark_; }
 
  private:
   template <typename Callable>
   ERROR_CODE Call(Callable&& call);
+  template <typename Return, typename ProxyCall>
+  auto Method(ProxyCall proxyCall);
 
   GQuark quark_ = 0;
 };
