@@ -28,29 +28,28 @@ MeshTestDaemon& Daemon() {
   return daemon;
 }
 
-struct Caught {
-  std::string outer;
-  std::string inner;
-  std::exception_ptr nested;
-};
-
-// Runs `call`, which must throw MeshClientException with a nested cause.
-Caught CatchWrapped(const std::function<void()>& call) {
-  Caught caught;
+// Runs `call`, which must throw MeshClientException from `outerPlace` with a nested cause from
+// `innerPlace` whose text holds `innerText` (empty: not checked). Returns the cause.
+std::exception_ptr ExpectWrapped(const std::function<void()>& call, const std::string& outerPlace = "",
+                                 const std::string& innerPlace = "", const std::string& innerText = "") {
   try {
     call();
     ADD_FAILURE() << "no exception";
   } catch (const Exception::MeshClientException& e) {
-    caught.outer = e.what();
+    const std::string outer = e.what();
+    EXPECT_EQ(outer.rfind(outerPlace, 0), 0u) << outer;
+    EXPECT_NE(outer.find(": Unhandled exception, underlying exception wrapped in std::nested_exception"),
+              std::string::npos);
     try {
       std::rethrow_if_nested(e);
       ADD_FAILURE() << "nothing nested in: " << e.what();
     } catch (const std::exception& inner) {
-      caught.inner = inner.what();
-      caught.nested = std::current_exception();
+      EXPECT_EQ(std::string(inner.what()).rfind(innerPlace, 0), 0u) << inner.what();
+      EXPECT_NE(std::string(inner.what()).find(innerText), std::string::npos) << inner.what();
+      return std::current_exception();
     }
   }
-  return caught;
+  return nullptr;
 }
 
 class MeshClientOverBus : public ::testing::Test {
@@ -71,9 +70,21 @@ class MeshClientOverBus : public ::testing::Test {
     EXPECT_TRUE(result.second == value) << method;
   }
 
+  // The call's code, and the archive the daemon received for `method`.
   template <typename T>
-  T Sent(const std::string& method) {
-    return Dbus::GVariantToObject<T>(daemon_->LastByteArgument(method));
+  void ExpectSent(const std::string& method, const T& value, ERROR_CODE code) {
+    ASSERT_EQ(code, ERROR_CODE::NONE) << method;
+    EXPECT_EQ(Dbus::GVariantToObject<T>(daemon_->LastByteArgument(method)), value) << method;
+  }
+
+  // The arguments the daemon received for `method`, as GVariant text.
+  std::string Printed(const char* method) {
+    GVariant* tuple = daemon_->LastArguments(method);
+    gchar* text = g_variant_print(tuple, FALSE);
+    const std::string printed = text;
+    g_free(text);
+    g_variant_unref(tuple);
+    return printed;
   }
 
   MeshTestDaemon* daemon_ = nullptr;
@@ -84,56 +95,44 @@ TEST_F(MeshClientOverBus, GetClientHandsOutOneObject) {
   EXPECT_EQ(MeshClientFactory::GetClient().get(), client_.get());
 }
 
-TEST_F(MeshClientOverBus, ResultsArriveAsTheDaemonSentThem) {
-  auto& c = *client_;
-  daemon_->SetReply("GetNodeName", g_variant_new("(s)", "Kitchen"));
-  EXPECT_EQ(c.GetNodeName(7), Result<std::string>(ERROR_CODE::NONE, "Kitchen"));
+// The daemon answers the method with the value; the client's call of the same name hands it back.
+#define EXPECT_RESULT(Method, value, ...) ExpectResult(#Method, value, [&] { return client_->Method(__VA_ARGS__); })
+// A method's name with a call of it.
+#define NAMED_CALL(Method) {#Method, [&] { return client_->Method(); }}
 
-  ExpectResult("GetScanResult", sample::Scan(), [&] { return c.GetScanResult(); });
-  ExpectResult("GetMeshSystemStatus", MeshSystemStatus{true, false, true, false, true, 4, 3},
-               [&] { return c.GetMeshSystemStatus(); });
-  ExpectResult("GetSetupNodeProgress", sample::Setup(), [&] { return c.GetSetupNodeProgress(); });
+TEST_F(MeshClientOverBus, ResultsArriveAsTheDaemonSentThem) {
+  daemon_->SetReply("GetNodeName", g_variant_new("(s)", "Kitchen"));
+  EXPECT_EQ(client_->GetNodeName(7), Result<std::string>(ERROR_CODE::NONE, "Kitchen"));
+
+  EXPECT_RESULT(GetScanResult, sample::Scan());
+  EXPECT_RESULT(GetMeshSystemStatus, (MeshSystemStatus{true, false, true, false, true, 4, 3}));
+  EXPECT_RESULT(GetSetupNodeProgress, sample::Setup());
   const JoinReturnInfo joined{9, "mesh-1", "secret", "fe80::1"};
-  ExpectResult("WirelessJoinNetwork", joined, [&] { return c.WirelessJoinNetwork(sample::Join()); });
-  ExpectResult("EthernetJoinNetwork", joined, [&] { return c.EthernetJoinNetwork(sample::Join()); });
-  ExpectResult("GetDataSystemUtilization", SystemUtilizationMap{{"SN1", {55, 1 << 20, 1 << 19, 3600}}},
-               [&] { return c.GetDataSystemUtilization(); });
-  ExpectResult("GetDataDevices",
-               DevicesMap{{"SN1", {{sample::MacNo(0x30), "phone", "192.168.1.9", "ath0", true, -50}}},
-                          {"SN2", {}}},
-               [&] { return c.GetDataDevices(); });
-  ExpectResult("GetDataNetworkInfo",
-               NetworkInfoMap{{"SN1", {"192.168.1.1", "255.255.255.0", "192.168.1.254", {"9.9.9.9"}, {"2001:db8::1"}}}},
-               [&] { return c.GetDataNetworkInfo(); });
-  ExpectResult("GetDataMeshTopology",
-               MeshTopologyMap{{"wifi", {{sample::MacNo(2), sample::MacNo(1)}, {sample::MacNo(3), sample::MacNo(2)}}}},
-               [&] { return c.GetDataMeshTopology(); });
-  ExpectResult("GetNodeIds", NodeIdList{1, 2, 0xffffffffu}, [&] { return c.GetNodeIds(); });
-  ExpectResult("GetNodeInfos", sample::Nodes(5), [&] { return c.GetNodeInfos(); });
-  ExpectResult("GetRepeaterMacs",
-               NodeMACInfoMap{{2, {sample::MacNo(2), sample::MacNo(3), sample::MacNo(4), sample::MacNo(5)}}},
-               [&] { return c.GetRepeaterMacs(); });
-  ExpectResult("GetRepeaterAccessInfos", RepeaterAccessInfoMap{{2, {"fe80::2", "br-lan", "root", 2222}}},
-               [&] { return c.GetRepeaterAccessInfos(); });
-  ExpectResult("GetSystemUpdateProgress", sample::Update(), [&] { return c.GetSystemUpdateProgress(); });
-  ExpectResult("GetSystemUpdateProgressV2", SystemUpdateProgress{UPDATE_STAGE::DONE, 100, "5.3.0", {}, ERROR_CODE::NONE},
-               [&] { return c.GetSystemUpdateProgressV2(); });
-  ExpectResult("GetLedBlinkings", LedBlinkingMap{{1, true}, {2, false}}, [&] { return c.GetLedBlinkings({1, 2}); });
-  ExpectResult("GetLedConfigs", LedConfigMap{{1, sample::Led(true)}, {2, sample::Led(false)}},
-               [&] { return c.GetLedConfigs({1, 2}); });
-  ExpectResult("GetNodeCapabilities", NodeCapabilityList{{1, {"ledSchedule"}}, {2, {}}},
-               [&] { return c.GetNodeCapabilities(); });
-  ExpectResult("GetCustomTopologyScanResult", CustomTopologyScanResultMap{{3, {true, {{1, 80}, {2, 40}}}}},
-               [&] { return c.GetCustomTopologyScanResult(); });
-  ExpectResult("ListCustomTopology", CustomTopologyListMap{{3, {2, BACKHAUL_TYPE::WIFI_5G, true}}},
-               [&] { return c.ListCustomTopology(); });
+  EXPECT_RESULT(WirelessJoinNetwork, joined, sample::Join());
+  EXPECT_RESULT(EthernetJoinNetwork, joined, sample::Join());
+  EXPECT_RESULT(GetDataSystemUtilization, (SystemUtilizationMap{{"SN1", {55, 1 << 20, 1 << 19, 3600}}}));
+  EXPECT_RESULT(GetDataDevices, (DevicesMap{{"SN1", {{sample::MacNo(0x30), "phone", "192.168.1.9", "ath0", true, -50}}},
+                                            {"SN2", {}}}));
+  EXPECT_RESULT(GetDataNetworkInfo, (NetworkInfoMap{{"SN1", {"192.168.1.1", "255.255.255.0", "192.168.1.254",
+                                                             {"9.9.9.9"}, {"2001:db8::1"}}}}));
+  const auto mac = sample::MacNo;
+  EXPECT_RESULT(GetDataMeshTopology, (MeshTopologyMap{{"wifi", {{mac(2), mac(1)}, {mac(3), mac(2)}}}}));
+  EXPECT_RESULT(GetNodeIds, (NodeIdList{1, 2, 0xffffffffu}));
+  EXPECT_RESULT(GetNodeInfos, sample::Nodes(5));
+  EXPECT_RESULT(GetRepeaterMacs, (NodeMACInfoMap{{2, {mac(2), mac(3), mac(4), mac(5)}}}));
+  EXPECT_RESULT(GetRepeaterAccessInfos, (RepeaterAccessInfoMap{{2, {"fe80::2", "br-lan", "root", 2222}}}));
+  EXPECT_RESULT(GetSystemUpdateProgress, sample::Update());
+  EXPECT_RESULT(GetSystemUpdateProgressV2,
+                (SystemUpdateProgress{UPDATE_STAGE::DONE, 100, "5.3.0", {}, ERROR_CODE::NONE}));
+  EXPECT_RESULT(GetLedBlinkings, (LedBlinkingMap{{1, true}, {2, false}}), {1, 2});
+  EXPECT_RESULT(GetLedConfigs, (LedConfigMap{{1, sample::Led(true)}, {2, sample::Led(false)}}), {1, 2});
+  EXPECT_RESULT(GetNodeCapabilities, (NodeCapabilityList{{1, {"ledSchedule"}}, {2, {}}}));
+  EXPECT_RESULT(GetCustomTopologyScanResult, (CustomTopologyScanResultMap{{3, {true, {{1, 80}, {2, 40}}}}}));
+  EXPECT_RESULT(ListCustomTopology, (CustomTopologyListMap{{3, {2, BACKHAUL_TYPE::WIFI_5G, true}}}));
 
   const std::vector<std::pair<std::string, std::function<Result<bool>()>>> flags = {
-      {"GetDebugLogLevel", [&] { return c.GetDebugLogLevel(); }},
-      {"GetRegionLock", [&] { return c.GetRegionLock(); }},
-      {"GetIeee1905ToBroadcast", [&] { return c.GetIeee1905ToBroadcast(); }},
-      {"Get5GBackhaulSwapped", [&] { return c.Get5GBackhaulSwapped(); }},
-  };
+      NAMED_CALL(GetDebugLogLevel), NAMED_CALL(GetRegionLock), NAMED_CALL(GetIeee1905ToBroadcast),
+      NAMED_CALL(Get5GBackhaulSwapped)};
   for (const auto& [method, call] : flags) {
     for (const bool value : {true, false}) {
       daemon_->SetReply(method, g_variant_new("(b)", value));
@@ -144,29 +143,20 @@ TEST_F(MeshClientOverBus, ResultsArriveAsTheDaemonSentThem) {
 
 TEST_F(MeshClientOverBus, ArgumentsArriveAsTheClientSentThem) {
   auto& c = *client_;
-  ASSERT_EQ(c.RemoveNodes({3, 4}), ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<NodeIdList>("RemoveNodes"), (NodeIdList{3, 4}));
+  ExpectSent("RemoveNodes", NodeIdList{3, 4}, c.RemoveNodes({3, 4}));
   const SetupNodeInfo setup{sample::MacNo(0x10), "SN9", BACKHAUL_TYPE::ETHERNET, "Hall"};
-  ASSERT_EQ(c.StartSetupNode(setup), ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<SetupNodeInfo>("StartSetupNode"), setup);
+  ExpectSent("StartSetupNode", setup, c.StartSetupNode(setup));
   const WPSResultInfo wps{true, sample::MacNo(0x40), "ath1"};
-  ASSERT_EQ(c.NoticeWPSResult(wps), ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<WPSResultInfo>("NoticeWPSResult"), wps);
+  ExpectSent("NoticeWPSResult", wps, c.NoticeWPSResult(wps));
   daemon_->SetArchiveReply("EthernetJoinNetwork", JoinReturnInfo{});
-  ASSERT_EQ(c.EthernetJoinNetwork(sample::Join()).first, ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<JoinNetworkInfo>("EthernetJoinNetwork"), sample::Join());
+  ExpectSent("EthernetJoinNetwork", sample::Join(), c.EthernetJoinNetwork(sample::Join()).first);
   daemon_->SetArchiveReply("GetLedConfigs", LedConfigMap{});
-  ASSERT_EQ(c.GetLedConfigs({8, 9}).first, ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<NodeIdList>("GetLedConfigs"), (NodeIdList{8, 9}));
-  ASSERT_EQ(c.SetLedBlinkings({{1, true}}), ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<LedBlinkingMap>("SetLedBlinkings"), (LedBlinkingMap{{1, true}}));
-  ASSERT_EQ(c.SetLedConfigs({{2, sample::Led(true)}}), ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<LedConfigMap>("SetLedConfigs"), (LedConfigMap{{2, sample::Led(true)}}));
-  ASSERT_EQ(c.TriggerCustomTopologyScan({}), ERROR_CODE::NONE);
-  EXPECT_TRUE(Sent<NodeIdList>("TriggerCustomTopologyScan").empty());
+  ExpectSent("GetLedConfigs", NodeIdList{8, 9}, c.GetLedConfigs({8, 9}).first);
+  ExpectSent("SetLedBlinkings", LedBlinkingMap{{1, true}}, c.SetLedBlinkings({{1, true}}));
+  ExpectSent("SetLedConfigs", LedConfigMap{{2, sample::Led(true)}}, c.SetLedConfigs({{2, sample::Led(true)}}));
+  ExpectSent("TriggerCustomTopologyScan", NodeIdList{}, c.TriggerCustomTopologyScan({}));
   const CustomTopologySetMap topology{{3, {1, BACKHAUL_TYPE::ETHERNET}}};
-  ASSERT_EQ(c.SetCustomTopologyConfig(topology), ERROR_CODE::NONE);
-  EXPECT_EQ(Sent<CustomTopologySetMap>("SetCustomTopologyConfig"), topology);
+  ExpectSent("SetCustomTopologyConfig", topology, c.SetCustomTopologyConfig(topology));
 
   // The topology-change calls carry JSON text, not an archive.
   Json::Value change;
@@ -178,41 +168,25 @@ TEST_F(MeshClientOverBus, ArgumentsArriveAsTheClientSentThem) {
   EXPECT_EQ(Dbus::GVariantAYUnwrapper(daemon_->LastByteArgument("AfterTopologyChange")).Unwrap(),
             Json::Value("after").toStyledString());
 
-  auto arguments = [&](const char* method) {
-    GVariant* tuple = daemon_->LastArguments(method);
-    gchar* text = g_variant_print(tuple, FALSE);
-    std::string printed = text;
-    g_free(text);
-    g_variant_unref(tuple);
-    return printed;
+  const std::tuple<const char*, ERROR_CODE, const char*> plain[] = {
+      {"SetNodeName", c.SetNodeName(6, "Attic \"east\""), "(6, 'Attic \"east\"')"},
+      {"RebootNode", c.RebootNode(0xfffffffeu), "(4294967294,)"},
+      {"SwitchDebugLogLevel", c.SwitchDebugLogLevel(true), "(true,)"},
+      {"SetIeee1905ToBroadcast", c.SetIeee1905ToBroadcast(false), "(false,)"},
+      {"Set5GBackhaulSwapped", c.Set5GBackhaulSwapped(true), "(true,)"},
   };
-  ASSERT_EQ(c.SetNodeName(6, "Attic \"east\""), ERROR_CODE::NONE);
-  EXPECT_EQ(arguments("SetNodeName"), "(6, 'Attic \"east\"')");
-  ASSERT_EQ(c.RebootNode(0xfffffffeu), ERROR_CODE::NONE);
-  EXPECT_EQ(arguments("RebootNode"), "(4294967294,)");
-  ASSERT_EQ(c.SwitchDebugLogLevel(true), ERROR_CODE::NONE);
-  EXPECT_EQ(arguments("SwitchDebugLogLevel"), "(true,)");
-  ASSERT_EQ(c.SetIeee1905ToBroadcast(false), ERROR_CODE::NONE);
-  EXPECT_EQ(arguments("SetIeee1905ToBroadcast"), "(false,)");
-  ASSERT_EQ(c.Set5GBackhaulSwapped(true), ERROR_CODE::NONE);
-  EXPECT_EQ(arguments("Set5GBackhaulSwapped"), "(true,)");
+  for (const auto& [method, code, printed] : plain) {
+    EXPECT_EQ(code, ERROR_CODE::NONE) << method;
+    EXPECT_EQ(Printed(method), printed);
+  }
 }
 
 TEST_F(MeshClientOverBus, OperationsWithoutPayloadCallTheirMethodOnce) {
-  auto& c = *client_;
   const std::vector<std::pair<std::string, std::function<ERROR_CODE()>>> table = {
-      {"StartScan", [&] { return c.StartScan(); }},
-      {"StopScan", [&] { return c.StopScan(); }},
-      {"StopSetupNode", [&] { return c.StopSetupNode(); }},
-      {"NotifyJoinReturnSent", [&] { return c.NotifyJoinReturnInfoSent(); }},
-      {"IgmpSnoopingPreChange", [&] { return c.IgmpSnoopingPreChange(); }},
-      {"IgmpSnoopingPostChange", [&] { return c.IgmpSnoopingPostChange(); }},
-      {"StartSystemUpdate", [&] { return c.StartSystemUpdate(); }},
-      {"PrepareRestore", [&] { return c.PrepareRestore(); }},
-      {"TriggerSynchronize", [&] { return c.TriggerSynchronize(); }},
-      {"UserConfirmWifiAdjust", [&] { return c.UserConfirmWifiAdjust(); }},
-      {"TriggerBackhaulStatusUpdate", [&] { return c.TriggerBackhaulStatusUpdate(); }},
-  };
+      NAMED_CALL(StartScan), NAMED_CALL(StopScan), NAMED_CALL(StopSetupNode), NAMED_CALL(IgmpSnoopingPreChange),
+      NAMED_CALL(IgmpSnoopingPostChange), NAMED_CALL(StartSystemUpdate), NAMED_CALL(PrepareRestore),
+      NAMED_CALL(TriggerSynchronize), NAMED_CALL(UserConfirmWifiAdjust), NAMED_CALL(TriggerBackhaulStatusUpdate),
+      {"NotifyJoinReturnSent", [&] { return client_->NotifyJoinReturnInfoSent(); }}};
   for (const auto& [method, call] : table) {
     const int before = daemon_->Calls(method);
     EXPECT_EQ(call(), ERROR_CODE::NONE) << method;
@@ -239,21 +213,15 @@ TEST_F(MeshClientOverBus, EveryRefusalArrivesAsItsClientCodeAndNeverAsAnExceptio
 
 TEST_F(MeshClientOverBus, AnErrorOfAForeignDomainIsANestedExceptionNotACode) {
   daemon_->SetMode(MeshTestDaemon::Mode::kForeignError);
-  const Caught caught = CatchWrapped([&] { client_->StopScan(); });
-  EXPECT_EQ(caught.outer.rfind("client/mesh_client:StopScan:", 0), 0u) << caught.outer;
-  EXPECT_NE(caught.outer.find(": Unhandled exception, underlying exception wrapped in std::nested_exception"),
-            std::string::npos);
-  EXPECT_EQ(caught.inner.rfind("dbus/gdbus_proxy_wrapper:InvokeMethod:", 0), 0u) << caught.inner;
-  EXPECT_NE(caught.inner.find("Unmatched domain error received: [7][an error nobody registered]"),
-            std::string::npos)
-      << caught.inner;
+  ExpectWrapped([&] { client_->StopScan(); }, "client/mesh_client:StopScan:", "dbus/gdbus_proxy_wrapper:InvokeMethod:",
+                "Unmatched domain error received: [7][an error nobody registered]");
 }
 
 TEST_F(MeshClientOverBus, AnUndecodablePayloadIsANestedArchiveException) {
   daemon_->SetMode(MeshTestDaemon::Mode::kGarbage);
-  const Caught caught = CatchWrapped([&] { client_->GetNodeInfos(); });
-  ASSERT_TRUE(caught.nested);
-  EXPECT_THROW(std::rethrow_exception(caught.nested), boost::archive::archive_exception);
+  const std::exception_ptr cause = ExpectWrapped([&] { client_->GetNodeInfos(); });
+  ASSERT_TRUE(cause);
+  EXPECT_THROW(std::rethrow_exception(cause), boost::archive::archive_exception);
   daemon_->SetMode(MeshTestDaemon::Mode::kAnswer);
   daemon_->SetArchiveReply("GetNodeInfos", sample::Nodes(2));
   EXPECT_EQ(client_->GetNodeInfos().second, sample::Nodes(2));
@@ -263,10 +231,8 @@ TEST_F(MeshClientOverBus, AnAbsentDaemonCostsOneFailedCallPerAttemptAndNothingAf
   ASSERT_EQ(client_->StartScan(), ERROR_CODE::NONE);
   daemon_->Leave();
   for (int attempt = 0; attempt < 2; ++attempt) {
-    const Caught caught = CatchWrapped([&] { client_->StartScan(); });
-    EXPECT_EQ(caught.outer.rfind("client/mesh_client:StartScan:", 0), 0u) << caught.outer;
-    EXPECT_EQ(caught.inner.rfind("dbus/gdbus_client:InvokeMethod:", 0), 0u) << caught.inner;
-    EXPECT_NE(caught.inner.find(": Target service does not exist, proxy renewed"), std::string::npos);
+    ExpectWrapped([&] { client_->StartScan(); }, "client/mesh_client:StartScan:", "dbus/gdbus_client:InvokeMethod:",
+                  ": Target service does not exist, proxy renewed");
   }
   // Answered locally, so the missing daemon does not matter.
   EXPECT_EQ(client_->GetHyfiMitigationEnabled(), Result<bool>(ERROR_CODE::NONE, false));
@@ -280,22 +246,19 @@ TEST_F(MeshClientOverBus, AnAbsentDaemonCostsOneFailedCallPerAttemptAndNothingAf
 TEST_F(MeshClientOverBus, ConcurrentCallersAreServedOneAfterAnother) {
   daemon_->SetReply("GetNodeName", g_variant_new("(s)", "Shared"));
   std::atomic<int> good{0};
-  std::atomic<int> bad{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < 40; ++i) {
         try {
-          (client_->GetNodeName(static_cast<NodeId>(t)) == Result<std::string>(ERROR_CODE::NONE, "Shared") ? good : bad)++;
+          good += client_->GetNodeName(static_cast<NodeId>(t)) == Result<std::string>(ERROR_CODE::NONE, "Shared");
         } catch (...) {
-          bad++;
         }
       }
     });
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(good.load(), 8 * 40);
-  EXPECT_EQ(bad.load(), 0);
 }
 
 class CountingSpec : public SignalHandleSpec {

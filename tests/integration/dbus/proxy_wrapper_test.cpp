@@ -44,6 +44,20 @@ class ProxyFailures : public ::testing::Test {
         domain_, code);
   }
 
+  // The failure `fake` makes `holder` throw: its text, and whether it is the service-unknown error.
+  template <typename Holder>
+  std::pair<std::string, bool> Thrown(Holder& holder, const FakeCall& fake) {
+    int32_t code = -1;
+    try {
+      Invoke(holder, fake, code);
+      ADD_FAILURE() << "no exception";
+    } catch (const Exception::RuntimeException& e) {
+      EXPECT_EQ(code, -1) << "a failure sets no code";
+      return {e.what(), dynamic_cast<const GDBusServiceUnknownError*>(&e) != nullptr};
+    }
+    return {};
+  }
+
   GQuark domain_ = 0;
 };
 
@@ -70,23 +84,17 @@ TEST_F(ProxyFailures, EachKindOfFailureHasItsOwnOutcome) {
       {"mesh", Remote("ORVA.QRX.MESH.NodeNotExist", "no such node"), ""},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
     int32_t code = -1;
     if (c.message.empty()) {
-      EXPECT_FALSE(Invoke(wrapper, c.call, code)) << c.what;
-      EXPECT_EQ(code, 7) << c.what;
+      EXPECT_FALSE(Invoke(wrapper, c.call, code));
+      EXPECT_EQ(code, 7);
       continue;
     }
-    try {
-      Invoke(wrapper, c.call, code);
-      ADD_FAILURE() << c.what;
-    } catch (const Exception::RuntimeException& e) {
-      const std::string what = e.what();
-      EXPECT_EQ(what.rfind("dbus/gdbus_proxy_wrapper:InvokeMethod:", 0), 0u) << what;
-      EXPECT_NE(what.find(": " + c.message), std::string::npos) << what;
-      EXPECT_EQ(dynamic_cast<const GDBusServiceUnknownError*>(&e) != nullptr,
-                std::string(c.what) == "unknown service");
-    }
-    EXPECT_EQ(code, -1) << c.what;
+    const auto [what, serviceUnknown] = Thrown(wrapper, c.call);
+    EXPECT_EQ(what.rfind("dbus/gdbus_proxy_wrapper:InvokeMethod:", 0), 0u) << what;
+    EXPECT_NE(what.find(": " + c.message), std::string::npos) << what;
+    EXPECT_EQ(serviceUnknown, std::string(c.what) == "unknown service");
   }
   int32_t code = -1;
   EXPECT_TRUE(Invoke(wrapper, [](GError**) { return TRUE; }, code));
@@ -106,26 +114,17 @@ TEST_F(ProxyFailures, TheClientRenewsItsProxyOnlyForAnUnknownService) {
   g_object_add_weak_pointer(G_OBJECT(first), reinterpret_cast<gpointer*>(&first));
 
   // Any other failure passes through unchanged and keeps the proxy.
-  try {
-    Invoke(client, Remote("org.freedesktop.DBus.Error.AccessDenied", "denied"), code);
-    ADD_FAILURE();
-  } catch (const Exception::RuntimeException& e) {
-    EXPECT_EQ(std::string(e.what()).rfind("dbus/gdbus_proxy_wrapper:InvokeMethod:", 0), 0u);
-  }
+  EXPECT_EQ(Thrown(client, Remote("org.freedesktop.DBus.Error.AccessDenied", "denied")).first.rfind(
+                "dbus/gdbus_proxy_wrapper:InvokeMethod:", 0),
+            0u);
   ASSERT_TRUE(client.InvokeMethod(remember, domain_, code));
   EXPECT_EQ(seen, first);
   EXPECT_NE(first, nullptr);
 
-  try {
-    Invoke(client, Remote("org.freedesktop.DBus.Error.ServiceUnknown", "gone"), code);
-    ADD_FAILURE();
-  } catch (const GDBusServiceUnknownError&) {
-    ADD_FAILURE() << "the service-unknown error must not escape the client";
-  } catch (const Exception::RuntimeException& e) {
-    const std::string what = e.what();
-    EXPECT_EQ(what.rfind("dbus/gdbus_client:InvokeMethod:", 0), 0u) << what;
-    EXPECT_NE(what.find(": Target service does not exist, proxy renewed"), std::string::npos);
-  }
+  const auto [what, serviceUnknown] = Thrown(client, Remote("org.freedesktop.DBus.Error.ServiceUnknown", "gone"));
+  EXPECT_FALSE(serviceUnknown) << "the service-unknown error must not escape the client";
+  EXPECT_EQ(what.rfind("dbus/gdbus_client:InvokeMethod:", 0), 0u) << what;
+  EXPECT_NE(what.find(": Target service does not exist, proxy renewed"), std::string::npos) << what;
   EXPECT_EQ(first, nullptr);
   ASSERT_TRUE(client.InvokeMethod(remember, domain_, code));
   EXPECT_NE(seen, nullptr);

@@ -118,6 +118,11 @@ class WiredDaemons : public ::testing::Test {
   }
 
   std::string WpaPidFile() const { return root_->Join("var/run/wpa_supplicant.pid." + sta_); }
+  // A listener's pid file is named after the interface and the script path with '/' as '_'.
+  std::string ListenerPidFile(std::string script) const {
+    std::replace(script.begin(), script.end(), '/', '_');
+    return root_->Join("var/run/" + ap_ + "_" + script);
+  }
 
   std::unique_ptr<orva::test::NetNs> ns_;
   std::unique_ptr<FixtureRoot> root_;
@@ -127,41 +132,36 @@ class WiredDaemons : public ::testing::Test {
   LogCapture log_;
 };
 
-TEST_F(WiredDaemons, HostapdIsReadyExactlyWhileItServesTheInterface) {
+TEST_F(WiredDaemons, HostapdAnswersItsHelperAndTheWPSManagerExactlyWhileItServesTheInterface) {
   HostapHelper helper(ap_);
+  auto* manager = Driver::WPSManager::GetInstance();
   EXPECT_FALSE(helper.IsHostapdReady()) << "not running";
+  EXPECT_EQ(manager->StartOnHostap(ap_), HostapHelper::kNotReady);
+  EXPECT_EQ(manager->FindHostapHelper(ap_), nullptr) << "the WPS manager keeps no helper of a daemon that is down";
   StartHostapd();
   EXPECT_TRUE(helper.IsHostapdReady());
   EXPECT_FALSE(HostapHelper("nosuch0").IsHostapdReady()) << "unknown interface";
   EXPECT_FALSE(HostapHelper(ap_ + "; reboot").IsHostapdReady());
-  StopHostapd();
-  EXPECT_FALSE(helper.IsHostapdReady());
-  std::string result;
-  EXPECT_EQ(helper.SendCommand("wps_pbc", {}, result, false), HostapHelper::kNotReady);
-}
-
-TEST_F(WiredDaemons, HostapdTakesPushButtonCommandsAndHasNoPeerWithoutARun) {
-  StartHostapd();
-  HostapHelper helper(ap_);
   std::string result;
   EXPECT_EQ(helper.SendCommand("wps_pbc", {}, result, false), 0);
   EXPECT_EQ(result, "OK\n");
-  EXPECT_EQ(helper.SendCommand("wps_cancel", {}, result, false), 0);
-  EXPECT_EQ(result, "OK\n");
+  EXPECT_EQ(manager->StartOnHostap(ap_), 0);
+  EXPECT_EQ(manager->StopOnHostap(ap_), 0);
+  EXPECT_NE(manager->FindHostapHelper(ap_), nullptr);
   Mac peer;
-  EXPECT_EQ(helper.GetLastWPSPeerAddress(peer), -1);
+  EXPECT_EQ(helper.GetLastWPSPeerAddress(peer), -1) << "no push-button run has succeeded";
   EXPECT_TRUE(log_.Contains("there's no \"Peer Address\" field, maybe not wps success?"));
+  StopHostapd();
+  EXPECT_FALSE(helper.IsHostapdReady());
+  EXPECT_EQ(helper.SendCommand("wps_pbc", {}, result, false), HostapHelper::kNotReady);
 }
 
 TEST_F(WiredDaemons, AnActionScriptListensUntilStoppedAndIsNeverStartedTwice) {
   StartHostapd();
   HostapHelper helper(ap_);
   const std::string log = root_->Join("events.log");
-  const std::string script =
-      root_->WriteFile("scripts/act.sh", "#!/bin/sh\necho \"$@\" >> " + log + "\n", 0755);
-  std::string key = script;
-  std::replace(key.begin(), key.end(), '/', '_');
-  const std::string pidFile = root_->Join("var/run/" + ap_ + "_" + key);
+  const std::string script = root_->WriteFile("scripts/act.sh", "#!/bin/sh\necho \"$@\" >> " + log + "\n", 0755);
+  const std::string pidFile = ListenerPidFile(script);
 
   std::string result = "untouched";
   ASSERT_EQ(helper.StartActionScript(script, result), 0);
@@ -193,6 +193,15 @@ TEST_F(WiredDaemons, AnActionScriptListensUntilStoppedAndIsNeverStartedTwice) {
   EXPECT_TRUE(WaitUntil([&] { return !orva::platform::ProcAlive(second); }));
   EXPECT_EQ(helper.StopActionScript(script), 0) << "stopping a stopped listener";
 
+  // A restarted daemon's helper knows no scripts and finds the listener by its pid file.
+  ASSERT_EQ(helper.StartActionScript(script, result), 0);
+  ASSERT_TRUE(WaitUntil([&] { return orva::platform::ProcAliveByPidFile(pidFile); }));
+  const pid_t third = orva::platform::ReadPidFile(pidFile);
+  HostapHelper fresh(ap_);
+  EXPECT_EQ(fresh.StartActionScript(script, result), HostapHelper::kAlreadyRunning);
+  EXPECT_EQ(fresh.StopActionScript(script), 0);
+  EXPECT_TRUE(WaitUntil([&] { return !orva::platform::ProcAlive(third); }));
+
   // A pid file that cannot be removed keeps the listener from starting.
   std::filesystem::remove(pidFile);
   std::filesystem::create_directories(pidFile + "/x");
@@ -201,27 +210,16 @@ TEST_F(WiredDaemons, AnActionScriptListensUntilStoppedAndIsNeverStartedTwice) {
   std::filesystem::remove_all(pidFile);
 }
 
-TEST_F(WiredDaemons, ADaemonRestartFindsTheListenerByItsPidFile) {
-  StartHostapd();
-  const std::string script = root_->WriteFile("act2.sh", "#!/bin/sh\nexit 0\n", 0755);
-  std::string result;
-  ASSERT_EQ(HostapHelper(ap_).StartActionScript(script, result), 0);
-  std::string key = script;
-  std::replace(key.begin(), key.end(), '/', '_');
-  const std::string pidFile = root_->Join("var/run/" + ap_ + "_" + key);
-  ASSERT_TRUE(WaitUntil([&] { return orva::platform::ProcAliveByPidFile(pidFile); }));
-  const pid_t pid = orva::platform::ReadPidFile(pidFile);
-  HostapHelper fresh(ap_);  // knows no scripts
-  EXPECT_EQ(fresh.StartActionScript(script, result), HostapHelper::kAlreadyRunning);
-  EXPECT_EQ(fresh.StopActionScript(script), 0);
-  EXPECT_TRUE(WaitUntil([&] { return !orva::platform::ProcAlive(pid); }));
-}
-
 TEST_F(WiredDaemons, WpaSupplicantAnswersItsHelper) {
   WPAHelper helper(sta_);
+  auto* manager = Driver::WPSManager::GetInstance();
   EXPECT_FALSE(helper.IsWPASupplicantReady());
+  EXPECT_EQ(manager->StartOnWPA(sta_), WPAHelper::kNotReady);
   StartWpaSupplicant();
   EXPECT_TRUE(helper.IsWPASupplicantReady());
+  EXPECT_EQ(manager->StartOnWPA(sta_), 0);
+  EXPECT_EQ(manager->StopOnWPA(sta_), 0);
+  EXPECT_NE(manager->FindWPAHelper(sta_), nullptr);
   EXPECT_EQ(helper.UpdateVariable("ap_scan", "0"), 0);
   EXPECT_EQ(helper.UpdateVariable("no_such_variable", "1"), -1);
   EXPECT_TRUE(log_.Contains("Failed to set no_such_variable to 1, result=FAIL\n"));
@@ -237,21 +235,6 @@ TEST_F(WiredDaemons, WpaSupplicantAnswersItsHelper) {
   StopWpaSupplicant();
   EXPECT_FALSE(helper.IsWPASupplicantReady()) << "its pid file names a dead process";
   EXPECT_EQ(helper.UpdateVariable("ap_scan", "0"), WPAHelper::kNotReady);
-}
-
-TEST_F(WiredDaemons, TheWPSManagerMakesAHelperOnceTheDaemonRuns) {
-  auto* manager = Driver::WPSManager::GetInstance();
-  EXPECT_EQ(manager->StartOnHostap(ap_), HostapHelper::kNotReady);
-  EXPECT_EQ(manager->FindHostapHelper(ap_), nullptr);
-  EXPECT_EQ(manager->StartOnWPA(sta_), WPAHelper::kNotReady);
-  StartHostapd();
-  StartWpaSupplicant();
-  EXPECT_EQ(manager->StartOnHostap(ap_), 0);
-  EXPECT_EQ(manager->StopOnHostap(ap_), 0);
-  EXPECT_EQ(manager->StartOnWPA(sta_), 0);
-  EXPECT_EQ(manager->StopOnWPA(sta_), 0);
-  EXPECT_NE(manager->FindHostapHelper(ap_), nullptr);
-  EXPECT_NE(manager->FindWPAHelper(sta_), nullptr);
 }
 
 // hyd's member classification on a real Linux bridge: the helper lists the bridge's ports

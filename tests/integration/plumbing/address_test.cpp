@@ -79,7 +79,6 @@ TEST_F(AddressTest, WaitsForDuplicateAddressDetectionToFinish) {
   ns_->MustExec({"sysctl", "-q", "-w", "net.ipv6.conf.a0.dad_transmits=1"});
   ns_->RunIn([&] {
     Address::Add("a0", IPAddress("fd00:9::2"), 64);
-    const auto tentative = Address::List("a0");
     EXPECT_FALSE(Address::WaitUsable("a0", IPAddress("fd00:9::2"), Deadline(milliseconds(50))));
     EXPECT_TRUE(Address::WaitUsable("a0", IPAddress("fd00:9::2"), Deadline(seconds(5))));
   });

@@ -2,7 +2,6 @@
 // ports pass only while open and only on the named interface, the system's chain keeps its
 // rules apart from our one jump, and a ruleset flushed by someone else is repaired.
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <json/json.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -81,55 +80,47 @@ class FirewallHooks : public ::testing::Test {
   }
   std::string Ruleset() const { return node_->MustExec({"nft", "list", "ruleset"}); }
 
-  // Whether a datagram from `from` reaches a socket the node has bound to `port`.
-  bool UdpPasses(const NetNs& from, const char* to, int port) {
+  // Whether a UDP datagram or TCP connection from `from` reaches a socket the node has bound
+  // to `port`.
+  bool Passes(int type, const NetNs& from, const char* to, int port) {
     int server = -1;
-    node_->RunIn([&] { server = Bound(SOCK_DGRAM, port); });
+    node_->RunIn([&] {
+      server = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
+      const int yes = 1;
+      ::setsockopt(server, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+      const sockaddr_in any = Address("0.0.0.0", port);
+      if (::bind(server, reinterpret_cast<const sockaddr*>(&any), sizeof any) != 0) ADD_FAILURE() << "bind " << port;
+      if (type == SOCK_STREAM) ::listen(server, 1);
+    });
+    bool arrived = false;
     from.RunIn([&] {
-      const int client = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+      const int client = ::socket(AF_INET, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
       const sockaddr_in addr = Address(to, port);
-      ::sendto(client, "probe", 5, 0, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
+      if (type == SOCK_DGRAM) {
+        ::sendto(client, "probe", 5, 0, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
+      } else {
+        ::connect(client, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
+        pollfd entry{client, POLLOUT, 0};
+        int error = 0;
+        socklen_t length = sizeof error;
+        arrived = ::poll(&entry, 1, 300) == 1 && ::getsockopt(client, SOL_SOCKET, SO_ERROR, &error, &length) == 0 &&
+                  error == 0;
+      }
       ::close(client);
     });
     pollfd entry{server, POLLIN, 0};
-    const bool arrived = ::poll(&entry, 1, 300) == 1;
+    if (type == SOCK_DGRAM) arrived = ::poll(&entry, 1, 300) == 1;
     ::close(server);
     return arrived;
   }
-  // Whether a TCP connection from `from` to the node's `port` is accepted.
-  bool TcpPasses(const NetNs& from, const char* to, int port) {
-    int server = -1;
-    node_->RunIn([&] { server = Bound(SOCK_STREAM, port); });
-    ::listen(server, 1);
-    bool connected = false;
-    from.RunIn([&] {
-      const int client = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-      const sockaddr_in addr = Address(to, port);
-      ::connect(client, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
-      pollfd entry{client, POLLOUT, 0};
-      int error = 0;
-      socklen_t length = sizeof error;
-      connected = ::poll(&entry, 1, 300) == 1 &&
-                  ::getsockopt(client, SOL_SOCKET, SO_ERROR, &error, &length) == 0 && error == 0;
-      ::close(client);
-    });
-    ::close(server);
-    return connected;
-  }
+  bool UdpPasses(const NetNs& from, const char* to, int port) { return Passes(SOCK_DGRAM, from, to, port); }
+  bool TcpPasses(const NetNs& from, const char* to, int port) { return Passes(SOCK_STREAM, from, to, port); }
   static sockaddr_in Address(const char* ip, int port) {
     sockaddr_in addr{};
     addr.sin_family = AF_INET;
     addr.sin_port = htons(static_cast<uint16_t>(port));
     ::inet_pton(AF_INET, ip, &addr.sin_addr);
     return addr;
-  }
-  static int Bound(int type, int port) {
-    const int fd = ::socket(AF_INET, type | SOCK_CLOEXEC, 0);
-    const int yes = 1;
-    ::setsockopt(fd, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-    sockaddr_in addr = Address("0.0.0.0", port);
-    if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) ADD_FAILURE() << "bind " << port;
-    return fd;
   }
 
   orva::test::TempDir dir_;

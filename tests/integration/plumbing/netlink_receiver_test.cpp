@@ -36,7 +36,7 @@ class Journal {
   }
   size_t Count(const std::string& prefix) const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return static_cast<size_t>(std::count_if(lines_.begin(), lines_.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; }));
+    return std::count_if(lines_.begin(), lines_.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
   }
   void Clear() {
     std::lock_guard<std::mutex> lock(mutex_);
@@ -75,23 +75,23 @@ class NetlinkTest : public ::testing::Test {
   }
 
   void StartReceiver(unsigned groups) {
+    using std::to_string;
+    const auto add = [this](const char* kind, NETLINK_CHANGE change, const std::string& rest) {
+      journal_.Add(std::string(kind) + " " + NetlinkChangeToString(change) + " " + rest);
+    };
     ns_->RunIn([&] {
       receiver_ = std::make_unique<NetlinkReceiver>(groups);
-      receiver_->OnLink([this](const LinkEvent& e) {
-        journal_.Add("link " + std::string(NetlinkChangeToString(e.change)) + " " + e.name + " up=" + std::to_string(e.up) +
-                     " carrier=" + std::to_string(e.carrier));
+      receiver_->OnLink([add](const LinkEvent& e) {
+        add("link", e.change, e.name + " up=" + to_string(e.up) + " carrier=" + to_string(e.carrier));
       });
-      receiver_->OnAddress([this](const AddressEvent& e) {
-        journal_.Add("address " + std::string(NetlinkChangeToString(e.change)) + " " + std::to_string(e.index) + " " +
-                     e.address.ToString() + "/" + std::to_string(e.prefixLength));
+      receiver_->OnAddress([add](const AddressEvent& e) {
+        add("address", e.change, to_string(e.index) + " " + e.address.ToString() + "/" + to_string(e.prefixLength));
       });
-      receiver_->OnBridgePort([this](const BridgePortEvent& e) {
-        journal_.Add("port " + std::string(NetlinkChangeToString(e.change)) + " " + std::to_string(e.index) + " bridge=" +
-                     std::to_string(e.bridge));
+      receiver_->OnBridgePort([add](const BridgePortEvent& e) {
+        add("port", e.change, to_string(e.index) + " bridge=" + to_string(e.bridge));
       });
-      receiver_->OnFdb([this](const FdbEvent& e) {
-        journal_.Add("fdb " + std::string(NetlinkChangeToString(e.change)) + " " + e.mac.ToString() + " port=" +
-                     std::to_string(e.port));
+      receiver_->OnFdb([add](const FdbEvent& e) {
+        add("fdb", e.change, e.mac.ToString() + " port=" + to_string(e.port));
       });
       receiver_->Start();
     });
@@ -102,25 +102,20 @@ class NetlinkTest : public ::testing::Test {
   Journal journal_;
 };
 
-TEST_F(NetlinkTest, AReceiverStartedLateStillReportsTheCurrentState) {
+TEST_F(NetlinkTest, AReceiverStartedLateReportsTheCurrentStateThenEachChangeAsItHappens) {
   ns_->MustExec({"ip", "-6", "addr", "add", "fd00:1::1/64", "dev", "v0", "nodad"});
-  StartReceiver(NetlinkReceiver::kAll);
+  StartReceiver(NetlinkReceiver::kLinks | NetlinkReceiver::kAddresses);
+  const std::string v0 = std::to_string(Index("v0"));
   EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link ADDED v0 up=1 carrier=1"); })) << journal_.All();
   EXPECT_TRUE(WaitUntil([&] { return journal_.Count("link ADDED br0 up=1") == 1; })) << journal_.All();
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("address ADDED " + std::to_string(Index("v0")) + " fd00:1::1/64"); }))
-      << journal_.All();
+  ASSERT_TRUE(WaitUntil([&] { return journal_.Has("address ADDED " + v0 + " fd00:1::1/64"); })) << journal_.All();
   EXPECT_TRUE(receiver_->IsRunning());
-}
 
-TEST_F(NetlinkTest, LinkAndAddressChangesArriveAsTheyHappen) {
-  StartReceiver(NetlinkReceiver::kLinks | NetlinkReceiver::kAddresses);
-  ASSERT_TRUE(WaitUntil([&] { return journal_.Has("link ADDED v0 up=1 carrier=1"); })) << journal_.All();
   journal_.Clear();
   ns_->MustExec({"ip", "link", "set", "v0", "down"});
   EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link CHANGED v0 up=0 carrier=0"); })) << journal_.All();
   ns_->MustExec({"ip", "link", "set", "v0", "up"});
   EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link CHANGED v0 up=1 carrier=1"); })) << journal_.All();
-  const std::string v0 = std::to_string(Index("v0"));
   ns_->MustExec({"ip", "-6", "addr", "add", "fd00:2::7/80", "dev", "v0", "nodad"});
   EXPECT_TRUE(WaitUntil([&] { return journal_.Has("address ADDED " + v0 + " fd00:2::7/80"); })) << journal_.All();
   ns_->MustExec({"ip", "-6", "addr", "del", "fd00:2::7/80", "dev", "v0"});
@@ -162,10 +157,6 @@ TEST(NetlinkReceiver, StartsAndStopsAgainAndAgainLeavingNothingBehind) {
   EXPECT_EQ(Entries("/proc/self/fd"), fds);
   EXPECT_TRUE(WaitUntil([&] { return Entries("/proc/self/task") == threads; })) << "threads left behind";
 }
-
-}  // namespace
-
-namespace {
 
 // A subscriber that falls behind while a thousand links appear overruns the socket; the
 // receiver then asks for the whole state again, so in the end every link has been reported.

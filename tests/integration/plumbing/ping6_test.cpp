@@ -46,16 +46,14 @@ TEST_F(Ping6Test, ALivePeerAnswersByLinkLocalAndGlobalAddress) {
 
 TEST_F(Ping6Test, SilenceAndAbsenceEndAtTheDeadline) {
   peer_->MustExec({"sysctl", "-q", "-w", "net.ipv6.icmp.echo_ignore_all=1"});
-  struct Case {
-    const char* name;
-    IPAddress target;
-  } cases[] = {{"silent peer", peerLinkLocal_}, {"nobody there", IPAddress("fd00:77::99")}};
-  for (const auto& c : cases) {
+  const std::pair<const char*, IPAddress> cases[] = {{"silent peer", peerLinkLocal_},
+                                                     {"nobody there", IPAddress("fd00:77::99")}};
+  for (const auto& [name, target] : cases) {
     const auto start = steady_clock::now();
-    EXPECT_FALSE(PingFromHere(c.target, milliseconds(300))) << c.name;
+    EXPECT_FALSE(PingFromHere(target, milliseconds(300))) << name;
     const auto took = steady_clock::now() - start;
-    EXPECT_GE(took, milliseconds(290)) << c.name;
-    EXPECT_LT(took, milliseconds(800)) << c.name;
+    EXPECT_GE(took, milliseconds(290)) << name;
+    EXPECT_LT(took, milliseconds(800)) << name;
   }
 }
 

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,6 +9,7 @@
 #include "orvamesh/driver/port_event_receiver.h"
 #include "support/kernel_feature.h"
 #include "support/netns.h"
+#include "support/thrown_text.h"
 #include "support/wait_until.h"
 
 namespace {
@@ -44,13 +46,9 @@ TEST_F(PortTest, IoctlHelpersAgreeWithIpAndEthtool) {
   EXPECT_NE(ns_->MustExec({"ip", "link", "show", "e0"}).find("state DOWN"), std::string::npos);
   ns_->RunIn([&] {
     IOCTLHelper::SetUp("e0", true);
-    EXPECT_THROW(IOCTLHelper::GetIndex("nope0"), Exception::RuntimeException);
+    EXPECT_THAT(orva::test::ThrownText<Exception::RuntimeException>([] { IOCTLHelper::GetIndex("nope0"); }),
+                testing::HasSubstr("errno: [19]"));
     EXPECT_THROW(IOCTLHelper::IsUp("../x"), Exception::InvalidArgumentException);
-    try {
-      IOCTLHelper::GetIndex("nope0");
-    } catch (const std::exception& e) {
-      EXPECT_NE(std::string(e.what()).find("errno: [19]"), std::string::npos) << e.what();
-    }
   });
 }
 

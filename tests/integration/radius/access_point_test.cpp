@@ -54,12 +54,24 @@ class AccessPointRadius : public ::testing::Test {
     root_ = std::make_unique<orva::test::FixtureRoot>();
     root_->LinkProgram("/usr/bin/hostapd_cli", "/usr/sbin/hostapd_cli");
     orva::test::LinkRadiusPrograms(*root_);
-    scratch_ = std::make_unique<orva::test::TempDir>();
-    StartServers();
+
+    const uint16_t homePort = orva::test::FreeUdpPort();
+    home_ = StartServer("home");
+    home_->MakeHomeServer(homePort, kHomeSecret, "bob Cleartext-Password := \"bob-pw\"\n");
+    home_->Start();
+    config_.listen = {{"127.0.0.1"}, orva::test::FreeUdpPort(), 0};
+    config_.clients = {{"aps", "127.0.0.0/8", kApSecret}};
+    config_.homeServers = {{"home", "127.0.0.1", homePort, HOME_SERVER_TYPE::AUTH, kHomeSecret, 5, true}};
+    config_.pools = {{"corp", POOL_TYPE::FAIL_OVER, {"home"}}};
+    config_.realms = {{"corp", "corp", false}};
+    proxy_ = StartServer("proxy");
+    proxy_->MakeProxy("");
+    FreeRadiusRenderer::Write(FreeRadiusRenderer::Render(config_), proxy_->ConfDir());
+    proxy_->Start();
   }
 
   void TearDown() override {
-    const pid_t supplicant = orva::platform::ReadPidFile(SupplicantPidFile());
+    const pid_t supplicant = orva::platform::ReadPidFile(scratch_.Join("supplicant.pid"));
     if (supplicant > 0) {
       ::kill(supplicant, SIGTERM);
       WaitUntil([&] { return !orva::platform::ProcAlive(supplicant); });
@@ -74,53 +86,10 @@ class AccessPointRadius : public ::testing::Test {
     ns_.reset();
   }
 
-  void StartServers() {
-    const uint16_t homePort = orva::test::FreeUdpPort();
-    home_ = std::make_unique<FreeRadiusServer>(scratch_->Join("home/conf"), scratch_->Join("home/run"));
-    home_->RunThrough(ns_->Exec({}));
-    home_->MakeHomeServer(homePort, kHomeSecret, "bob Cleartext-Password := \"bob-pw\"\n");
-    home_->Start();
-    config_.listen.addresses = {"127.0.0.1"};
-    config_.listen.authPort = orva::test::FreeUdpPort();
-    config_.listen.acctPort = 0;
-    config_.clients = {{"aps", "127.0.0.0/8", kApSecret}};
-    config_.homeServers = {{"home", "127.0.0.1", homePort, HOME_SERVER_TYPE::AUTH, kHomeSecret, 5, true}};
-    config_.pools = {{"corp", POOL_TYPE::FAIL_OVER, {"home"}}};
-    config_.realms = {{"corp", "corp", false}};
-    proxy_ = std::make_unique<FreeRadiusServer>(scratch_->Join("proxy/conf"), scratch_->Join("proxy/run"));
-    proxy_->RunThrough(ns_->Exec({}));
-    proxy_->MakeProxy("");
-    FreeRadiusRenderer::Write(FreeRadiusRenderer::Render(config_), proxy_->ConfDir());
-    proxy_->Start();
-  }
-
-  // hostapd starts pointed at a port where nobody answers, as an access point before the
-  // mesh has told it about the proxy.
-  void StartHostapd() {
-    const std::string conf = scratch_->WriteFile(
-        "hostapd.conf", "interface=" + ap_ +
-                            "\ndriver=wired\nctrl_interface=/var/run/hostapd\nieee8021x=1\neapol_version=2\n"
-                            "eap_server=0\nown_ip_addr=127.0.0.1\nnas_identifier=mesh-ap\n"
-                            "auth_server_addr=127.0.0.1\nauth_server_port=9\nauth_server_shared_secret=stale\n");
-    hostapdConf_ = conf;
-    hostapd_ = orva::test::SpawnTied(ns_->Exec({"/usr/sbin/hostapd", conf}));
-    ASSERT_GT(hostapd_, 0);
-    // hostapd writes a pid file only when it daemonises; "ip netns exec" became hostapd.
-    scratch_->WriteFile("hostapd.pid", std::to_string(hostapd_) + "\n");
-    ASSERT_TRUE(WaitUntil([&] {
-      return ::access(("/var/run/hostapd/" + ap_).c_str(), F_OK) == 0 &&
-             orva::platform::ProcAliveByPidFile(HostapdPidFile());
-    })) << "hostapd did not come up";
-  }
-
-  void StartSupplicant(const std::string& password) {
-    const std::string conf = scratch_->WriteFile(
-        "supplicant.conf", "ctrl_interface=/var/run/wpa_supplicant\nap_scan=0\nnetwork={\n\tkey_mgmt=IEEE8021X\n"
-                           "\teap=PEAP\n\tidentity=\"bob\"\n\tanonymous_identity=\"anonymous@corp\"\n\tpassword=\"" +
-                               password + "\"\n\tphase2=\"auth=MSCHAPV2\"\n\teapol_flags=0\n}\n");
-    ASSERT_EQ(orva::platform::RunProgram(ns_->Exec({"/sbin/wpa_supplicant", "-B", "-D", "wired", "-i", sta_, "-c",
-                                                    conf, "-P", SupplicantPidFile()})),
-              0);
+  std::unique_ptr<FreeRadiusServer> StartServer(const std::string& name) {
+    auto server = std::make_unique<FreeRadiusServer>(scratch_.Join(name + "/conf"), scratch_.Join(name + "/run"));
+    server->RunThrough(ns_->Exec({}));
+    return server;
   }
 
   std::string SupplicantStatus() const {
@@ -129,27 +98,43 @@ class AccessPointRadius : public ::testing::Test {
     return out;
   }
 
-  std::string SupplicantPidFile() const { return scratch_->Join("supplicant.pid"); }
-  std::string HostapdPidFile() const { return scratch_->Join("hostapd.pid"); }
-
+  orva::test::TempDir scratch_;
   std::unique_ptr<orva::test::NetNs> ns_;
   std::unique_ptr<orva::test::FixtureRoot> root_;
-  std::unique_ptr<orva::test::TempDir> scratch_;
   std::unique_ptr<FreeRadiusServer> home_;
   std::unique_ptr<FreeRadiusServer> proxy_;
   RadiusConfig config_;
   std::string ap_;
   std::string sta_;
-  std::string hostapdConf_;
   pid_t hostapd_ = -1;
 };
 
 TEST_F(AccessPointRadius, AStationLogsInThroughTheProxyOnceTheVapPointsAtIt) {
-  StartHostapd();
+  // hostapd starts pointed at a port where nobody answers, as an access point before the mesh
+  // has told it about the proxy.
+  const std::string conf = scratch_.WriteFile(
+      "hostapd.conf", "interface=" + ap_ +
+                          "\ndriver=wired\nctrl_interface=/var/run/hostapd\nieee8021x=1\neapol_version=2\n"
+                          "eap_server=0\nown_ip_addr=127.0.0.1\nnas_identifier=mesh-ap\n"
+                          "auth_server_addr=127.0.0.1\nauth_server_port=9\nauth_server_shared_secret=stale\n");
+  hostapd_ = orva::test::SpawnTied(ns_->Exec({"/usr/sbin/hostapd", conf}));
+  ASSERT_GT(hostapd_, 0);
+  // hostapd writes a pid file only when it daemonises; "ip netns exec" became hostapd.
+  const std::string pidFile = scratch_.WriteFile("hostapd.pid", std::to_string(hostapd_) + "\n");
+  ASSERT_TRUE(WaitUntil([&] {
+    return ::access(("/var/run/hostapd/" + ap_).c_str(), F_OK) == 0 && orva::platform::ProcAliveByPidFile(pidFile);
+  })) << "hostapd did not come up";
+
   const HostapdRadiusSettings settings = HostapdRadiusSettings::ForAccessPoint(config_, "127.0.0.1", "127.0.0.1");
   Driver::HostapHelper vap(ap_);
-  ASSERT_EQ(settings.ApplyTo(vap, hostapdConf_, HostapdPidFile()), 0);
-  StartSupplicant("bob-pw");
+  ASSERT_EQ(settings.ApplyTo(vap, conf, pidFile), 0);
+  const std::string supplicant = scratch_.WriteFile(
+      "supplicant.conf", "ctrl_interface=/var/run/wpa_supplicant\nap_scan=0\nnetwork={\n\tkey_mgmt=IEEE8021X\n"
+                         "\teap=PEAP\n\tidentity=\"bob\"\n\tanonymous_identity=\"anonymous@corp\"\n"
+                         "\tpassword=\"bob-pw\"\n\tphase2=\"auth=MSCHAPV2\"\n\teapol_flags=0\n}\n");
+  ASSERT_EQ(orva::platform::RunProgram(ns_->Exec({"/sbin/wpa_supplicant", "-B", "-D", "wired", "-i", sta_, "-c",
+                                                  supplicant, "-P", scratch_.Join("supplicant.pid")})),
+            0);
   EXPECT_TRUE(WaitUntil([&] { return SupplicantStatus().find("suppPortStatus=Authorized") != std::string::npos; },
                         std::chrono::seconds(30)))
       << SupplicantStatus() << "\n" << proxy_->Log();

@@ -1,11 +1,9 @@
 // Starting and stopping the IO threads leaves nothing behind: no descriptor, no thread.
 #include <memory>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "orvamesh/platform/ip_address.h"
-#include "orvamesh/scan_wired/probe_packet.h"
 #include "orvamesh/scan_wired/scan_listener.h"
 #include "orvamesh/scan_wired/scan_response_receiver.h"
 #include "scan_peer.h"
@@ -15,8 +13,7 @@
 
 namespace {
 
-using ORVA::MESH::SDK::ScanWired::WiredScanListener;
-using ORVA::MESH::SDK::ScanWired::WiredScanResponseReceiver;
+using namespace ORVA::MESH::SDK::ScanWired;
 using orva::net::utils::IPAddress;
 using namespace orva::test;
 
@@ -42,36 +39,27 @@ class IOThreadLifecycle : public ::testing::Test {
   size_t threads_ = 0;
 };
 
-TEST_F(IOThreadLifecycle, TwoHundredListenerStartStopCyclesLeaveNothingBehind) {
+TEST_F(IOThreadLifecycle, TwoHundredStartStopCyclesOfListenerAndReceiverLeaveNothingBehind) {
+  const KeyPair keys = MakeKeyPair();
+  const IPAddress linkLocal(ns_->LinkLocal("eth0"));
   ns_->RunIn([&] {
     WiredScanListener listener(IPAddress("ff02::1"), "eth0", 0);
+    WiredScanResponseReceiver receiver(linkLocal, keys.publicKey, keys.secretKey, "eth0", 0);
     for (int i = 0; i < 200; ++i) {
       listener.StartListening();
+      receiver.StartReceiving();
       if (i % 2 == 0) {
         ASSERT_NE(listener.GetListeningPort(), 0);
         listener.StartListening();  // already running: nothing happens
       }
       listener.StopListening();
+      receiver.StopReceiving();
     }
     listener.StopListening();  // already stopped: nothing happens
   });
   ExpectNothingLeft();
-  EXPECT_EQ(log_.Matching("socket IO thread terminated").size(), 200u);
+  EXPECT_EQ(log_.Matching("socket IO thread terminated").size(), 400u);
   EXPECT_FALSE(log_.Contains("Unhandled"));
-}
-
-TEST_F(IOThreadLifecycle, TwoHundredReceiverStartStopCyclesLeaveNothingBehind) {
-  const KeyPair keys = MakeKeyPair();
-  const IPAddress linkLocal(ns_->LinkLocal("eth0"));
-  ns_->RunIn([&] {
-    WiredScanResponseReceiver receiver(linkLocal, keys.publicKey, keys.secretKey, "eth0", 0);
-    for (int i = 0; i < 200; ++i) {
-      receiver.StartReceiving();
-      receiver.StopReceiving();
-    }
-  });
-  ExpectNothingLeft();
-  EXPECT_EQ(log_.Matching("socket IO thread terminated").size(), 200u);
 }
 
 TEST_F(IOThreadLifecycle, DestroyingARunningListenerStopsItsThread) {

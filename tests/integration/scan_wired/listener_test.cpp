@@ -1,6 +1,7 @@
 // The probe listener on a real link: what it hands to callbacks, what it drops, and what ends
 // its IO thread. Probes are hand-made datagrams sent from a second host on the segment.
 #include <atomic>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -19,9 +20,7 @@
 
 namespace {
 
-using ORVA::MESH::SDK::ScanWired::BuildProbePacket;
-using ORVA::MESH::SDK::ScanWired::ProbePacket;
-using ORVA::MESH::SDK::ScanWired::WiredScanListener;
+using namespace ORVA::MESH::SDK::ScanWired;
 using orva::net::utils::IPAddress;
 using namespace orva::test;
 
@@ -37,18 +36,12 @@ class ListenerOnTheWire : public ::testing::Test {
     re_->RunIn([&] { listener_ = std::make_unique<WiredScanListener>(IPAddress("ff02::1"), "eth0", kPort); });
     peer_ = std::make_unique<UdpPeer>(*cap_, AF_INET6);
   }
-  void TearDown() override {
-    listener_.reset();
-    peer_.reset();
-    lan_.reset();
-  }
-
   void Start() {
     re_->RunIn([&] { listener_->StartListening(); });
   }
-  // Records the key size of every probe the listener hands on.
-  int Record() {
-    return listener_->AddCallback([this](const ProbePacket& probe, const sockaddr_storage& source) {
+  // Records the key size and source family of every probe the listener hands on.
+  void Record() {
+    listener_->AddCallback([this](const ProbePacket& probe, const sockaddr_storage& source) {
       std::lock_guard<std::mutex> lock(mutex_);
       keySizes_.push_back(probe.GetPublicKey().size());
       families_.push_back(source.ss_family);
@@ -60,15 +53,16 @@ class ListenerOnTheWire : public ::testing::Test {
   }
   void Send(const std::vector<unsigned char>& bytes) { peer_->SendTo("ff02::1", kPort, bytes); }
 
+  // Declared so that the listener stops before what its callbacks use, and the segment goes last.
   LogCapture log_;
-  std::unique_ptr<Lan> lan_;
-  const NetNs* re_ = nullptr;
-  const NetNs* cap_ = nullptr;
-  std::unique_ptr<WiredScanListener> listener_;
-  std::unique_ptr<UdpPeer> peer_;
   std::mutex mutex_;
   std::vector<size_t> keySizes_;
   std::vector<int> families_;
+  std::unique_ptr<Lan> lan_;
+  const NetNs* re_ = nullptr;
+  const NetNs* cap_ = nullptr;
+  std::unique_ptr<UdpPeer> peer_;
+  std::unique_ptr<WiredScanListener> listener_;
 };
 
 // A probe whose key fills the datagram to `total` bytes (4 bytes of ext 16 header).
@@ -94,11 +88,7 @@ TEST_F(ListenerOnTheWire, DropsMalformedDatagramsAndKeepsListening) {
   badSignature[3] = 0xac;
   auto longerThanHeaderSays = probe;
   longerThanHeaderSays.push_back(0);
-  struct Case {
-    std::vector<unsigned char> bytes;
-    const char* reason;
-  };
-  const std::vector<Case> cases = {
+  const struct { std::vector<unsigned char> bytes; const char* reason; } cases[] = {
       {{0xab, 0xcd, 0xef}, "Recieved packet size [3] smaller than header size"},
       {badSignature, "Signature mistmatch"},
       {longerThanHeaderSays, "Mistmatch between received packet payload size [36] and payload size in header [35]"},
@@ -111,8 +101,8 @@ TEST_F(ListenerOnTheWire, DropsMalformedDatagramsAndKeepsListening) {
   Send(probe);
   ASSERT_TRUE(WaitUntil([&] { return Seen() == 1; }));
   auto dropped = log_.Matching("Dropping malformed probe packet, reason: ");
-  ASSERT_EQ(dropped.size(), cases.size());
-  for (size_t i = 0; i < cases.size(); ++i) {
+  ASSERT_EQ(dropped.size(), std::size(cases));
+  for (size_t i = 0; i < dropped.size(); ++i) {
     EXPECT_NE(dropped[i].text.find(cases[i].reason), std::string::npos) << dropped[i].text;
   }
   // At debug level every datagram is dumped as hexdump -C shows it.

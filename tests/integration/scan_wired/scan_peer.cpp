@@ -45,22 +45,17 @@ UdpPeer::~UdpPeer() {
 }
 
 void UdpPeer::SendTo(const std::string& address, unsigned short port, const std::vector<unsigned char>& bytes) const {
-  ssize_t sent = -1;
-  if (family_ == AF_INET6) {
-    sockaddr_in6 to{};
-    to.sin6_family = AF_INET6;
-    to.sin6_port = htons(port);
-    to.sin6_scope_id = interfaceIndex_;
-    if (::inet_pton(AF_INET6, address.c_str(), &to.sin6_addr) != 1) throw std::runtime_error("bad " + address);
-    sent = ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof(to));
-  } else {
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(port);
-    if (::inet_pton(AF_INET, address.c_str(), &to.sin_addr) != 1) throw std::runtime_error("bad " + address);
-    sent = ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof(to));
+  sockaddr_in6 to6{AF_INET6, htons(port), 0, {}, interfaceIndex_};
+  sockaddr_in to4{AF_INET, htons(port), {}, {}};
+  const bool v6 = family_ == AF_INET6;
+  if (::inet_pton(family_, address.c_str(), v6 ? static_cast<void*>(&to6.sin6_addr) : &to4.sin_addr) != 1) {
+    throw std::runtime_error("bad " + address);
   }
-  if (sent != static_cast<ssize_t>(bytes.size())) throw std::runtime_error("sendto failed to " + address);
+  const auto* to = v6 ? reinterpret_cast<sockaddr*>(&to6) : reinterpret_cast<sockaddr*>(&to4);
+  const ssize_t sent = ::sendto(fd_, bytes.data(), bytes.size(), 0, to, v6 ? sizeof to6 : sizeof to4);
+  if (sent != static_cast<ssize_t>(bytes.size())) {
+    throw std::runtime_error("sendto failed to " + address);
+  }
 }
 
 KeyPair MakeKeyPair() {
@@ -70,11 +65,18 @@ KeyPair MakeKeyPair() {
   return keys;
 }
 
+namespace {
+// The host's eth0 link-local address; call inside its namespace.
+IPAddress HostLinkLocal(const NetNs& ns) {
+  auto address = ORVA::MESH::SDK::Address::GetInterfaceIPv6LinkLocal(Lan::kHostInterface);
+  if (!address) throw std::runtime_error("no link-local address in " + ns.Name());
+  return *address;
+}
+}  // namespace
+
 AnswerCollector::AnswerCollector(const NetNs& ns, const KeyPair& keys) {
   ns.RunIn([&] {
-    auto address = ORVA::MESH::SDK::Address::GetInterfaceIPv6LinkLocal(Lan::kHostInterface);
-    if (!address) throw std::runtime_error("no link-local address in " + ns.Name());
-    receiver_ = std::make_unique<WiredScanResponseReceiver>(*address, keys.publicKey, keys.secretKey,
+    receiver_ = std::make_unique<WiredScanResponseReceiver>(HostLinkLocal(ns), keys.publicKey, keys.secretKey,
                                                             Lan::kHostInterface, 7784);
     receiver_->AddCallback([this](const ResponsePacket& response, const sockaddr_storage&) {
       std::lock_guard<std::mutex> lock(mutex_);
@@ -84,17 +86,12 @@ AnswerCollector::AnswerCollector(const NetNs& ns, const KeyPair& keys) {
   });
 }
 
-AnswerCollector::~AnswerCollector() { receiver_.reset(); }
-
 std::vector<ResponsePacket> AnswerCollector::Answers() const {
   std::lock_guard<std::mutex> lock(mutex_);
   return answers_;
 }
 
-size_t AnswerCollector::Count() const {
-  std::lock_guard<std::mutex> lock(mutex_);
-  return answers_.size();
-}
+size_t AnswerCollector::Count() const { return Answers().size(); }
 
 bool AnswerCollector::WaitFor(size_t n) const {
   return WaitUntil([&] { return Count() >= n; });
@@ -102,21 +99,18 @@ bool AnswerCollector::WaitFor(size_t n) const {
 
 void SendProbe(const NetNs& ns, const std::vector<unsigned char>& publicKey) {
   ns.RunIn([&] {
-    auto address = ORVA::MESH::SDK::Address::GetInterfaceIPv6LinkLocal(Lan::kHostInterface);
-    if (!address) throw std::runtime_error("no link-local address in " + ns.Name());
-    WiredScanSender(IPAddress("ff02::1"), *address, 7783, Lan::kHostInterface).SendProbe(ProbePacket(publicKey));
+    const WiredScanSender sender(IPAddress("ff02::1"), HostLinkLocal(ns), 7783, Lan::kHostInterface);
+    sender.SendProbe(ProbePacket(publicKey));
   });
 }
 
 namespace {
 size_t CountEntries(const char* path) {
   size_t count = 0;
-  DIR* dir = ::opendir(path);
-  if (dir == nullptr) return 0;
-  while (dirent* entry = ::readdir(dir)) {
-    if (entry->d_name[0] != '.') ++count;
+  if (DIR* dir = ::opendir(path)) {
+    while (dirent* entry = ::readdir(dir)) count += entry->d_name[0] != '.';
+    ::closedir(dir);
   }
-  ::closedir(dir);
   return count;
 }
 }  // namespace

@@ -42,7 +42,6 @@ KeyPair MakeKeyPair();
 class AnswerCollector {
  public:
   AnswerCollector(const NetNs& ns, const KeyPair& keys);
-  ~AnswerCollector();
 
   std::vector<ORVA::MESH::SDK::ScanWired::ResponsePacket> Answers() const;
   size_t Count() const;
@@ -50,6 +49,7 @@ class AnswerCollector {
   bool WaitFor(size_t n) const;
 
  private:
+  // The receiver goes first: its callback uses the others.
   mutable std::mutex mutex_;
   std::vector<ORVA::MESH::SDK::ScanWired::ResponsePacket> answers_;
   std::unique_ptr<ORVA::MESH::SDK::ScanWired::WiredScanResponseReceiver> receiver_;

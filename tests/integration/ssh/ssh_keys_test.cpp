@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -22,28 +22,12 @@ using namespace ORVA::MESH::SDK;
 using orva::test::SshdServer;
 using orva::test::TempDir;
 
-std::string FirstLine(const std::string& path) {
-  std::ifstream file(path);
-  std::string line;
-  std::getline(file, line);
-  return line;
-}
-
-size_t CountLines(const std::string& text, const std::string& line) {
-  size_t count = 0;
-  for (size_t at = 0; (at = text.find(line, at)) != std::string::npos; at += line.size()) ++count;
-  return count;
-}
-
 TEST(SshKeyPair, IsReadByOpenSshAndWrittenWithPrivateModes) {
   TempDir dir;
   const std::string key = dir.Join("node_key");
   ASSERT_EQ(Utils::CreateSshKeyPair(key, "node@mesh"), 0);
-  struct stat priv {}, pub {};
-  ASSERT_EQ(::stat(key.c_str(), &priv), 0);
-  ASSERT_EQ(::stat((key + ".pub").c_str(), &pub), 0);
-  EXPECT_EQ(priv.st_mode & 0777, 0600u);
-  EXPECT_EQ(pub.st_mode & 0777, 0644u);
+  EXPECT_EQ(std::filesystem::status(key).permissions(), std::filesystem::perms(0600));
+  EXPECT_EQ(std::filesystem::status(key + ".pub").permissions(), std::filesystem::perms(0644));
   std::string line;
   ASSERT_EQ(Utils::ReadSshPublicKey(key + ".pub", line), 0);
   // ssh-keygen derives the public key from our private file: both files are what OpenSSH writes.
@@ -101,7 +85,7 @@ TEST_F(SshKeysAgainstSshd, LogInWithTheKeyOnlyAfterItIsInstalledAndInstallItOnce
   SSHWrapper session(server_->Address(), SshdServer::kUser, Keys());
   EXPECT_EQ(session.Execute("id -un"), std::string(SshdServer::kUser) + "\n");
   const std::string file = server_->InHome(".ssh/authorized_keys");
-  EXPECT_EQ(CountLines(TempDir::ReadFile(file), line_), 1u);
+  EXPECT_EQ(TempDir::ReadFile(file), line_ + "\n") << "installed once";
   struct stat info {};
   ASSERT_EQ(::stat(file.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600u);
@@ -138,7 +122,7 @@ TEST_F(SshKeysAgainstSshd, KnownHostsRecordTheFirstKeyAndRefuseAChangedOneBefore
   const Utils::MeshKnownHosts known(dir_.Join("mesh_known_hosts"));
   auto first = known.Connect("00:24:e7:00:00:01", server_->Address(), SshdServer::kUser, SshdServer::kPassword);
   EXPECT_EQ(first->HostKey().ToString(), SSHWrapper::HostKeyFingerprint(server_->Fingerprint()).ToString());
-  EXPECT_EQ(FirstLine(dir_.Join("mesh_known_hosts")), "00:24:e7:00:00:01 " + first->HostKey().ToString());
+  EXPECT_EQ(TempDir::ReadFile(dir_.Join("mesh_known_hosts")), "00:24:e7:00:00:01 " + first->HostKey().ToString() + "\n");
   EXPECT_NO_THROW(known.Connect("00:24:e7:00:00:01", server_->Address(), SshdServer::kUser, SshdServer::kPassword));
 
   // Another server, another host key, the same node name: an impostor.

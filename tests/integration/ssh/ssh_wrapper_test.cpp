@@ -2,13 +2,13 @@
 // commands, copies both ways, log-in failures, host-key pinning, link-local addressing inside
 // network namespaces and a peer whose packets vanish.
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <random>
@@ -31,11 +31,7 @@ using orva::test::SshdServer;
 using orva::test::TempDir;
 
 size_t OpenDescriptors() {
-  size_t count = 0;
-  DIR* dir = ::opendir("/proc/self/fd");
-  while (dirent* entry = ::readdir(dir)) count += entry->d_name[0] != '.';
-  ::closedir(dir);
-  return count;
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
 
 std::string RandomBytes(size_t size, unsigned seed) {
@@ -174,11 +170,9 @@ TEST_F(SshSession, ARemoteFileShorterThanAnnouncedIsAnErrorNotAShortFile) {
       << what;
   EXPECT_EQ(TempDir::ReadFile(local), "previous content");
   // No half-written temporary file is left beside it.
-  size_t siblings = 0;
-  DIR* dir = ::opendir(local_.Path().c_str());
-  while (dirent* entry = ::readdir(dir)) siblings += std::string(entry->d_name).rfind("short-target.", 0) == 0;
-  ::closedir(dir);
-  EXPECT_EQ(siblings, 0u);
+  for (const auto& entry : std::filesystem::directory_iterator(local_.Path())) {
+    EXPECT_NE(entry.path().filename().string().rfind("short-target.", 0), 0u) << entry.path();
+  }
 }
 
 TEST_F(SshSession, LogInFailuresAreReportedWithLibssh2sCode) {
@@ -204,13 +198,12 @@ TEST_F(SshSession, APinnedHostKeyMustMatchBeforeThePasswordIsSent) {
 
   std::array<uint8_t, 32> other = right.Digest();
   other[31] ^= 1;
-  auto passwordLines = [] {
+  const std::regex password("password for");
+  auto passwordLines = [&] {
     const std::string log = server_->Log();
-    size_t count = 0;
-    for (size_t at = log.find("password for"); at != std::string::npos; at = log.find("password for", at + 1)) ++count;
-    return count;
+    return std::distance(std::sregex_iterator(log.begin(), log.end(), password), std::sregex_iterator());
   };
-  const size_t seen = passwordLines();
+  const auto seen = passwordLines();
   const std::string what = ErrorOf([&] {
     SSHWrapper wrapper(server_->Address(), SshdServer::kUser, SshdServer::kPassword,
                        SSHWrapper::HostKeyFingerprint(other));

@@ -20,9 +20,14 @@ struct ToolRun {
 // Runs `program` with `args` and waits for it.
 ToolRun RunTool(const std::string& program, const std::vector<std::string>& args);
 
+std::string ToolPath(const std::string& name);  // a built tool, e.g. "orvamesh-node"
 std::string CliPath();
 std::string SimdPath();
 std::string ExampleMesh();
+
+// The subcommands a tool's --help names: orvamesh lists them under "Subcommands:", the others
+// write one usage line per subcommand.
+std::vector<std::string> SubcommandsInHelp(const std::string& name, const std::string& help);
 
 // One orvamesh-simd process; stopped (SIGTERM, then SIGKILL) on destruction.
 class SimDaemon {
@@ -35,7 +40,6 @@ class SimDaemon {
 
   void Kill();     // SIGKILL, as a crash would
   void Restart();  // a new process with the same mesh file
-  pid_t Pid() const { return pid_; }
 
  private:
   void Start();

@@ -2,14 +2,17 @@
 // way a user runs them, over the shipped example mesh.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <json/writer.h>
 
-#include <cctype>
-#include <atomic>
 #include <algorithm>
+#include <atomic>
+#include <cctype>
 #include <functional>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "orvamesh/client/mesh_operations.h"
@@ -22,7 +25,9 @@
 namespace orva::test {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::StartsWith;
 
 constexpr int kFastTickMs = 30;
 // Long enough that work started by one command is still running for the next few.
@@ -38,131 +43,92 @@ class Tools : public ::testing::Test {
   }
 };
 
-struct QueryCase {
-  std::vector<std::string> args;
-  std::function<void(const Json::Value&)> check;
-};
+// Checks of a JSON result: a "/"-separated path ("#" for a size) and the compact JSON expected
+// there, or "!" and a value it must differ from.
+using Fields = std::vector<std::pair<std::string, std::string>>;
+
+std::string At(Json::Value value, const std::string& path) {
+  std::istringstream steps(path);
+  for (std::string step; std::getline(steps, step, '/');) {
+    value = step == "#" ? Json::Value(value.size())
+                        : value.isArray() ? value[static_cast<Json::ArrayIndex>(std::stoul(step))] : value[step];
+  }
+  Json::StreamWriterBuilder writer;
+  writer["indentation"] = "";
+  return Json::writeString(writer, value);
+}
+
+void ExpectFields(const ToolRun& run, const Fields& fields) {
+  ASSERT_EQ(run.status, 0) << run.err;
+  const Json::Value json = run.Json();
+  for (const auto& [path, expected] : fields) {
+    if (expected[0] != '!') {
+      EXPECT_EQ(At(json, path), expected) << path;
+    } else {
+      EXPECT_NE(At(json, path), "null") << path;
+      EXPECT_NE(At(json, path), expected.substr(1)) << path;
+    }
+  }
+}
 
 TEST_F(Tools, EveryQueryPrintsTheMeshFileAsJson) {
   SimDaemon daemon(kFastTickMs);
-  const std::vector<QueryCase> cases = {
-      {{"get-node-ids"}, [](const Json::Value& j) {
-         ASSERT_EQ(j.size(), 4u);
-         EXPECT_EQ(j[0].asUInt(), 1u);
-         EXPECT_EQ(j[3].asUInt(), 4u);
-       }},
-      {{"get-node-name", "2"}, [](const Json::Value& j) { EXPECT_EQ(j.asString(), "Kitchen"); }},
+  const std::vector<std::pair<std::vector<std::string>, Fields>> cases = {
+      {{"get-node-ids"}, {{"", "[1,2,3,4]"}}},
+      {{"get-node-name", "2"}, {{"", R"("Kitchen")"}}},
       {{"get-node-infos"},
-       [](const Json::Value& j) {
-         EXPECT_EQ(j["1"]["role"].asString(), "CAP");
-         EXPECT_EQ(j["3"]["backhaul"].asString(), "ETHERNET");
-         EXPECT_EQ(j["4"]["uplink"].asUInt(), 2u);
-         EXPECT_FALSE(j["4"]["online"].asBool());
-       }},
+       {{"1/role", R"("CAP")"}, {"3/backhaul", R"("ETHERNET")"}, {"4/uplink", "2"}, {"4/online", "false"}}},
       {{"get-mesh-system-status"},
-       [](const Json::Value& j) {
-         EXPECT_TRUE(j["meshReady"].asBool());
-         EXPECT_EQ(j["nodeCount"].asUInt(), 4u);
-         EXPECT_EQ(j["onlineCount"].asUInt(), 3u);
-         EXPECT_FALSE(j["setupInProgress"].asBool());
-       }},
-      {{"get-scan-result"},
-       [](const Json::Value& j) {
-         EXPECT_FALSE(j["inProgress"].asBool());
-         EXPECT_TRUE(j["candidates"].empty());
-       }},
-      {{"get-setup-node-progress"}, [](const Json::Value& j) { EXPECT_EQ(j["stage"].asString(), "IDLE"); }},
+       {{"meshReady", "true"}, {"nodeCount", "4"}, {"onlineCount", "3"}, {"setupInProgress", "false"}}},
+      {{"get-scan-result"}, {{"inProgress", "false"}, {"candidates/#", "0"}}},
+      {{"get-setup-node-progress"}, {{"stage", R"("IDLE")"}}},
+      // The controller is the simulator's own machine: real figures, not the file's.
       {{"get-data-system-utilization"},
-       [](const Json::Value& j) {
-         // The controller is the simulator's own machine: real figures, not the file's.
-         EXPECT_NE(j["00:24:e7:10:00:01"]["memoryTotalKiB"].asUInt64(), 524288u);
-         EXPECT_GT(j["00:24:e7:10:00:01"]["uptimeSeconds"].asUInt(), 0u);
-         EXPECT_EQ(j["00:24:e7:10:00:02"]["cpuPercent"].asUInt(), 7u);
-       }},
-      {{"get-data-devices"},
-       [](const Json::Value& j) {
-         EXPECT_EQ(j["00:24:e7:10:00:01"][1]["hostName"].asString(), "nas");
-         EXPECT_TRUE(j["00:24:e7:10:00:04"].empty());
-       }},
-      {{"get-data-network-info"},
-       [](const Json::Value& j) { EXPECT_EQ(j["00:24:e7:10:00:02"]["gateway"].asString(), "192.168.1.1"); }},
+       {{"00:24:e7:10:00:01/memoryTotalKiB", "!524288"}, {"00:24:e7:10:00:01/uptimeSeconds", "!0"},
+        {"00:24:e7:10:00:02/cpuPercent", "7"}}},
+      {{"get-data-devices"}, {{"00:24:e7:10:00:01/1/hostName", R"("nas")"}, {"00:24:e7:10:00:04/#", "0"}}},
+      {{"get-data-network-info"}, {{"00:24:e7:10:00:02/gateway", R"("192.168.1.1")"}}},
       {{"get-data-mesh-topology"},
-       [](const Json::Value& j) {
-         EXPECT_EQ(j["WIFI_5G"]["00:24:e7:10:00:04"].asString(), "00:24:e7:10:00:02");
-         EXPECT_EQ(j["ETHERNET"]["00:24:e7:10:00:03"].asString(), "00:24:e7:10:00:01");
-       }},
+       {{"WIFI_5G/00:24:e7:10:00:04", R"("00:24:e7:10:00:02")"},
+        {"ETHERNET/00:24:e7:10:00:03", R"("00:24:e7:10:00:01")"}}},
+      // The controller is no repeater.
       {{"get-repeater-macs"},
-       [](const Json::Value& j) {
-         EXPECT_FALSE(j.isMember("1")) << "the controller is no repeater";
-         EXPECT_EQ(j["2"]["device"].asString(), "00:24:e7:10:00:02");
-         EXPECT_EQ(j["2"]["guest"].asString(), "02:24:e7:10:00:02");
-       }},
-      {{"get-repeater-access-infos"},
-       [](const Json::Value& j) { EXPECT_EQ(j["3"]["address"].asString(), "fe80::224:e7ff:fe10:3"); }},
-      {{"get-debug-log-level"}, [](const Json::Value& j) { EXPECT_FALSE(j.asBool()); }},
-      {{"get-region-lock"}, [](const Json::Value& j) { EXPECT_TRUE(j.asBool()); }},
-      {{"get-led-blinkings"}, [](const Json::Value& j) { EXPECT_EQ(j.size(), 4u); }},
-      {{"get-led-configs", "3"},
-       [](const Json::Value& j) {
-         ASSERT_EQ(j.size(), 1u);
-         EXPECT_EQ(j["3"]["mode"].asInt(), 1);
-       }},
-      {{"get-ieee1905-to-broadcast"}, [](const Json::Value& j) { EXPECT_FALSE(j.asBool()); }},
-      {{"get-5g-backhaul-swapped"}, [](const Json::Value& j) { EXPECT_FALSE(j.asBool()); }},
-      {{"get-hyfi-mitigation-enabled"}, [](const Json::Value& j) { EXPECT_FALSE(j.asBool()); }},
-      {{"get-node-capabilities"},
-       [](const Json::Value& j) {
-         ASSERT_EQ(j.size(), 4u);
-         EXPECT_EQ(j[3]["nodeId"].asUInt(), 4u);
-         EXPECT_EQ(j[3]["features"][0].asString(), "ledSchedule");
-       }},
-      {{"get-system-update-progress"}, [](const Json::Value& j) { EXPECT_EQ(j["stage"].asString(), "IDLE"); }},
-      {{"get-system-update-progress-v2"}, [](const Json::Value& j) { EXPECT_EQ(j["stage"].asString(), "IDLE"); }},
-      {{"get-custom-topology-scan-result"}, [](const Json::Value& j) { EXPECT_TRUE(j.empty()); }},
-      {{"list-custom-topology"},
-       [](const Json::Value& j) {
-         EXPECT_EQ(j["4"]["uplink"].asUInt(), 2u);
-         EXPECT_FALSE(j["4"]["custom"].asBool());
-       }},
+       {{"1", "null"}, {"2/device", R"("00:24:e7:10:00:02")"}, {"2/guest", R"("02:24:e7:10:00:02")"}}},
+      {{"get-repeater-access-infos"}, {{"3/address", R"("fe80::224:e7ff:fe10:3")"}}},
+      {{"get-debug-log-level"}, {{"", "false"}}},
+      {{"get-region-lock"}, {{"", "true"}}},
+      {{"get-led-blinkings"}, {{"#", "4"}}},
+      {{"get-led-configs", "3"}, {{"#", "1"}, {"3/mode", "1"}}},
+      {{"get-ieee1905-to-broadcast"}, {{"", "false"}}},
+      {{"get-5g-backhaul-swapped"}, {{"", "false"}}},
+      {{"get-hyfi-mitigation-enabled"}, {{"", "false"}}},
+      {{"get-node-capabilities"}, {{"#", "4"}, {"3/nodeId", "4"}, {"3/features/0", R"("ledSchedule")"}}},
+      {{"get-system-update-progress"}, {{"stage", R"("IDLE")"}}},
+      {{"get-system-update-progress-v2"}, {{"stage", R"("IDLE")"}}},
+      {{"get-custom-topology-scan-result"}, {{"#", "0"}}},
+      {{"list-custom-topology"}, {{"4/uplink", "2"}, {"4/custom", "false"}}},
       {{"wireless-join-network", "--mac", "00:24:e7:10:00:09", "--serial", "S9"},
-       [](const Json::Value& j) {
-         EXPECT_EQ(j["nodeId"].asUInt(), 5u);
-         EXPECT_EQ(j["meshId"].asString(), "velanto-home");
-         EXPECT_EQ(j["controllerAddress"].asString(), "192.168.1.1");
-       }},
+       {{"nodeId", "5"}, {"meshId", R"("velanto-home")"}, {"controllerAddress", R"("192.168.1.1")"}}},
       {{"ethernet-join-network", "--data", R"({"mac": "00:24:e7:10:00:09"})"},
-       [](const Json::Value& j) { EXPECT_EQ(j["credential"].asString(), "sim-00:24:e7:10:00:09"); }},
+       {{"credential", R"("sim-00:24:e7:10:00:09")"}}},
       {{"topology"},
-       [](const Json::Value& j) {
-         ASSERT_EQ(j.size(), 1u);
-         EXPECT_EQ(j[0]["name"].asString(), "Living room");
-         EXPECT_EQ(j[0]["children"].size(), 2u);
-         EXPECT_EQ(j[0]["children"][0]["children"][0]["name"].asString(), "Attic");
-       }},
+       {{"#", "1"}, {"0/name", R"("Living room")"}, {"0/children/#", "2"},
+        {"0/children/0/children/0/name", R"("Attic")"}}},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.args[0]);
-    const ToolRun run = Cli(c.args);
-    ASSERT_EQ(run.status, 0) << run.err;
-    c.check(run.Json());
+  for (const auto& [args, fields] : cases) {
+    SCOPED_TRACE(args[0]);
+    ExpectFields(Cli(args), fields);
   }
 }
 
 TEST_F(Tools, ActionsWithoutResultPrintNothingAndSucceed) {
   SimDaemon daemon(kFastTickMs);
   const std::vector<std::vector<std::string>> actions = {
-      {"stop-scan"},
-      {"stop-setup-node"},
+      {"stop-scan"}, {"stop-setup-node"}, {"notify-join-return-info-sent"}, {"reboot-node", "2"}, {"prepare-restore"},
       {"notice-wps-result", "--success", "on", "--station", "3c:22:fb:01:02:03", "--interface", "ath1"},
-      {"notify-join-return-info-sent"},
-      {"reboot-node", "2"},
-      {"prepare-restore"},
-      {"trigger-synchronize"},
-      {"user-confirm-wifi-adjust"},
-      {"before-topology-change", R"({"node": 4, "uplink": 3})"},
-      {"after-topology-change", "--data", "{}"},
-      {"igmp-snooping-pre-change"},
+      {"trigger-synchronize"}, {"user-confirm-wifi-adjust"}, {"igmp-snooping-pre-change"},
       {"igmp-snooping-post-change"},
+      {"before-topology-change", R"({"node": 4, "uplink": 3})"}, {"after-topology-change", "--data", "{}"},
       {"trigger-backhaul-status-update"},
   };
   for (const auto& args : actions) {
@@ -172,15 +138,10 @@ TEST_F(Tools, ActionsWithoutResultPrintNothingAndSucceed) {
   }
 }
 
-struct ChangeCase {
-  std::vector<std::string> change;
-  std::vector<std::string> read;
-  std::string expected;  // the read's compact JSON
-};
-
 TEST_F(Tools, AChangeIsSeenByTheNextCommand) {
   SimDaemon daemon(kFastTickMs);
-  const std::vector<ChangeCase> cases = {
+  // The change, the read that follows, and the read's compact JSON.
+  const std::vector<std::tuple<std::vector<std::string>, std::vector<std::string>, std::string>> cases = {
       {{"set-node-name", "3", "Study \"2\""}, {"get-node-name", "3"}, R"("Study \"2\"")"},
       {{"switch-debug-log-level", "on"}, {"get-debug-log-level"}, "true"},
       {{"set-ieee1905-to-broadcast", "true"}, {"get-ieee1905-to-broadcast"}, "true"},
@@ -189,26 +150,20 @@ TEST_F(Tools, AChangeIsSeenByTheNextCommand) {
       {{"set-hyfi-mitigation-enabled", "on"}, {"get-hyfi-mitigation-enabled"}, "false"},
       {{"set-led-blinkings", "2=on", "3=off"}, {"get-led-blinkings", "2", "3"}, R"({"2":true,"3":false})"},
       // Only the named setting changes; node 3 keeps its sleep mode.
-      {{"set-led-configs", "3", "--blinking", "on"},
-       {"get-led-configs", "3"},
+      {{"set-led-configs", "3", "--blinking", "on"}, {"get-led-configs", "3"},
        R"({"3":{"blinking":true,"mode":1,"schedule":""}})"},
       {{"set-led-configs", "--data", R"({"2": {"blinking": false, "mode": 0, "schedule": ")" + kSchedule + "\"}}"},
        {"get-led-configs", "2"},
        R"({"2":{"blinking":false,"mode":0,"schedule":")" + kSchedule + "\"}}"},
-      {{"set-custom-topology-config", "4=3:ethernet"},
-       {"list-custom-topology"},
+      {{"set-custom-topology-config", "4=3:ethernet"}, {"list-custom-topology"},
        R"({"2":{"backhaul":"WIFI_5G","custom":false,"uplink":1},"3":{"backhaul":"ETHERNET","custom":false,"uplink":1},)"
        R"("4":{"backhaul":"ETHERNET","custom":true,"uplink":3}})"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.change[0]);
-    const ToolRun change = Cli(c.change);
-    ASSERT_EQ(change.status, 0) << change.err;
-    std::vector<std::string> read = c.read;
+  for (auto [change, read, expected] : cases) {
+    SCOPED_TRACE(change[0]);
+    ASSERT_EQ(Cli(change).status, 0);
     read.insert(read.begin(), "--compact");
-    const ToolRun after = Cli(read);
-    ASSERT_EQ(after.status, 0) << after.err;
-    EXPECT_EQ(after.out, c.expected + "\n");
+    EXPECT_EQ(Cli(read).out, expected + "\n");
   }
 }
 
@@ -236,52 +191,31 @@ TEST_F(Tools, ChangesAreAnnouncedWithTheDummySignal) {
 
 TEST_F(Tools, ANodeSetupFollowedToTheEndJoinsTheNode) {
   SimDaemon daemon(kFastTickMs);
-  const ToolRun setup = Cli({"start-setup-node", "--mac", "00:24:e7:10:00:05", "--name", "Study", "--link", "ethernet", "--follow"});
+  const ToolRun setup =
+      Cli({"start-setup-node", "--mac", "00:24:e7:10:00:05", "--name", "Study", "--link", "ethernet", "--follow"});
   ASSERT_EQ(setup.status, 0) << setup.err;
   // Plain lines when not on a terminal, never going backwards, ending with DONE.
-  EXPECT_THAT(setup.out, HasSubstr("DONE 100%\n"));
-  EXPECT_EQ(setup.out.substr(setup.out.size() - 10), "DONE 100%\n");
+  EXPECT_THAT(setup.out, EndsWith("DONE 100%\n"));
   int last = -1;
   for (size_t at = 0; (at = setup.out.find(' ', at)) != std::string::npos; ++at) {
     const int percent = std::stoi(setup.out.substr(at + 1));
     EXPECT_GE(percent, last);
     last = percent;
   }
-  const Json::Value nodes = Cli({"get-node-infos"}).Json();
-  EXPECT_EQ(nodes["5"]["name"].asString(), "Study");
-  EXPECT_EQ(nodes["5"]["serial"].asString(), "VX10B2000005") << "taken from the scanned neighbour";
-  EXPECT_EQ(Cli({"get-setup-node-progress"}).Json()["nodeId"].asUInt(), 5u);
+  // The serial is taken from the scanned neighbour.
+  ExpectFields(Cli({"get-node-infos"}), {{"5/name", R"("Study")"}, {"5/serial", R"("VX10B2000005")"}});
+  ExpectFields(Cli({"get-setup-node-progress"}), {{"nodeId", "5"}});
   EXPECT_EQ(Cli({"start-setup-node", "--mac", "00:24:e7:10:00:05"}).status, 19) << "NODE_ALREADY_EXIST";
 }
 
 // --follow waits for the work to be over and prints the last result, which must already say so.
 TEST_F(Tools, FollowedScansAndRemovalsPrintTheirOutcome) {
   SimDaemon daemon(kFastTickMs);
-  struct Case {
-    std::vector<std::string> args;
-    std::function<void(const Json::Value&)> check;
-  };
-  const std::vector<Case> cases = {
-      {{"start-scan", "--follow"},
-       [](const Json::Value& r) {
-         EXPECT_FALSE(r["inProgress"].asBool());
-         EXPECT_FALSE(r["candidates"].empty());
-       }},
-      {{"trigger-custom-topology-scan", "3", "--follow"},
-       [](const Json::Value& r) {
-         ASSERT_TRUE(r.isMember("3"));
-         EXPECT_TRUE(r["3"]["done"].asBool());
-         EXPECT_FALSE(r["3"]["uplinkQuality"].empty());
-       }},
-      {{"remove-nodes", "4", "--follow"},
-       [](const Json::Value& r) { EXPECT_FALSE(r["removalInProgress"].asBool()); }},
-  };
-  for (const Case& c : cases) {
-    const ToolRun run = Cli(c.args);
-    ASSERT_EQ(run.status, 0) << c.args[0] << ": " << run.err;
-    c.check(run.Json());
-  }
-  EXPECT_FALSE(Cli({"get-node-infos"}).Json().isMember("4")) << "removed when the follow ended";
+  ExpectFields(Cli({"start-scan", "--follow"}), {{"inProgress", "false"}, {"candidates/#", "!0"}});
+  ExpectFields(Cli({"trigger-custom-topology-scan", "3", "--follow"}),
+               {{"3/done", "true"}, {"3/uplinkQuality/#", "!0"}});
+  ExpectFields(Cli({"remove-nodes", "4", "--follow"}), {{"removalInProgress", "false"}});
+  ExpectFields(Cli({"get-node-infos"}), {{"4", "null"}});  // removed when the follow ended
 }
 
 TEST_F(Tools, LongOperationsRunToTheirEnd) {
@@ -289,36 +223,30 @@ TEST_F(Tools, LongOperationsRunToTheirEnd) {
   const ToolRun update = Cli({"start-system-update", "--follow"});
   ASSERT_EQ(update.status, 0) << update.err;
   EXPECT_THAT(update.out, HasSubstr("DOWNLOADING"));
-  for (const auto& id : {"1", "3"}) EXPECT_EQ(Cli({"get-node-infos"}).Json()[id]["firmwareVersion"].asString(), "5.2.1");
-  EXPECT_EQ(Cli({"get-system-update-progress-v2"}).Json()["nodePercent"]["4"].asUInt(), 100u);
-  EXPECT_TRUE(Cli({"get-system-update-progress"}).Json()["nodePercent"].empty()) << "the first form has no per-node share";
+  ExpectFields(Cli({"get-node-infos"}), {{"1/firmwareVersion", R"("5.2.1")"}, {"3/firmwareVersion", R"("5.2.1")"}});
+  ExpectFields(Cli({"get-system-update-progress-v2"}), {{"nodePercent/4", "100"}});
+  // The first form has no per-node share.
+  ExpectFields(Cli({"get-system-update-progress"}), {{"nodePercent/#", "0"}});
 
   ASSERT_EQ(Cli({"start-scan"}).status, 0);
   ASSERT_TRUE(WaitUntil([] { return !Cli({"get-scan-result"}).Json()["inProgress"].asBool(); }));
-  const Json::Value scan = Cli({"get-scan-result"}).Json();
-  ASSERT_EQ(scan["candidates"].size(), 2u);
-  EXPECT_FALSE(scan["candidates"][1]["compatible"].asBool());
+  ExpectFields(Cli({"get-scan-result"}), {{"candidates/#", "2"}, {"candidates/1/compatible", "false"}});
 
   ASSERT_EQ(Cli({"trigger-custom-topology-scan", "2"}).status, 0);
   ASSERT_TRUE(WaitUntil([] { return Cli({"get-custom-topology-scan-result"}).Json()["2"]["done"].asBool(); }));
-  const Json::Value uplinks = Cli({"get-custom-topology-scan-result"}).Json()["2"]["uplinkQuality"];
-  EXPECT_TRUE(uplinks.isMember("1") && uplinks.isMember("3"));
-  EXPECT_FALSE(uplinks.isMember("4")) << "node 4 hangs below node 2";
+  // Node 4 hangs below node 2.
+  ExpectFields(Cli({"get-custom-topology-scan-result"}),
+               {{"2/uplinkQuality/1", "!null"}, {"2/uplinkQuality/3", "!null"}, {"2/uplinkQuality/4", "null"}});
 
   // Removing node 2 hands its child to the controller.
   ASSERT_EQ(Cli({"remove-nodes", "2"}).status, 0);
   ASSERT_TRUE(WaitUntil([] { return Cli({"get-node-ids", "--compact"}).out == "[1,3,4]\n"; }));
-  EXPECT_EQ(Cli({"list-custom-topology"}).Json()["4"]["uplink"].asUInt(), 1u);
+  ExpectFields(Cli({"list-custom-topology"}), {{"4/uplink", "1"}});
 }
 
-struct ConflictCase {
-  std::vector<std::string> start;
-  int busyStatus;  // what every other long operation gets meanwhile
-  const char* busyName;
-};
-
 TEST_F(Tools, WorkInProgressRefusesConflictingCallsWithItsStatus) {
-  const std::vector<ConflictCase> cases = {
+  // The work started, and the status every other long operation gets meanwhile.
+  const std::vector<std::tuple<std::vector<std::string>, int, std::string>> cases = {
       {{"start-setup-node", "--mac", "00:24:e7:10:00:05"}, 13, "SETUP_IN_PROGRESS"},
       {{"remove-nodes", "3"}, 14, "REMOVAL_IN_PROGRESS"},
       {{"start-scan"}, 15, "SCANNING_IN_PROGRESS"},
@@ -326,22 +254,18 @@ TEST_F(Tools, WorkInProgressRefusesConflictingCallsWithItsStatus) {
       {{"start-system-update"}, 16, "UPGRADE_IN_PROGRESS"},
   };
   const std::vector<std::vector<std::string>> conflicting = {
-      {"start-scan"},
-      {"start-setup-node", "--mac", "00:24:e7:10:00:05"},
-      {"remove-nodes", "2"},
-      {"start-system-update"},
-      {"trigger-custom-topology-scan", "2"},
-      {"set-custom-topology-config", "4=1"},
+      {"start-scan"}, {"start-setup-node", "--mac", "00:24:e7:10:00:05"}, {"remove-nodes", "2"},
+      {"start-system-update"}, {"trigger-custom-topology-scan", "2"}, {"set-custom-topology-config", "4=1"},
       {"prepare-restore"},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.start[0]);
+  for (const auto& [start, busyStatus, busyName] : cases) {
+    SCOPED_TRACE(start[0]);
     SimDaemon daemon(kSlowTickMs);
-    ASSERT_EQ(Cli(c.start).status, 0);
+    ASSERT_EQ(Cli(start).status, 0);
     for (const auto& other : conflicting) {
       const ToolRun run = Cli(other);
-      EXPECT_EQ(run.status, c.busyStatus) << other[0];
-      EXPECT_THAT(run.err, HasSubstr(c.busyName)) << other[0];
+      EXPECT_EQ(run.status, busyStatus) << other[0];
+      EXPECT_THAT(run.err, HasSubstr(busyName)) << other[0];
     }
     EXPECT_EQ(Cli({"set-node-name", "2", "Still here"}).status, 0) << "plain settings are never refused";
   }
@@ -362,16 +286,10 @@ TEST_F(Tools, StoppingASetupEndsItsFollower) {
 TEST_F(Tools, RefusalsExitWithTheirDocumentedStatus) {
   SimDaemon daemon(kFastTickMs);
   const std::vector<std::pair<std::vector<std::string>, int>> cases = {
-      {{"get-node-name", "99"}, 18},
-      {{"set-node-name", "99", "x"}, 18},
-      {{"remove-nodes", "2", "99"}, 18},
-      {{"reboot-node", "99"}, 18},
-      {{"get-led-blinkings", "1", "99"}, 18},
-      {{"get-led-configs", "99"}, 18},
-      {{"set-led-blinkings", "99=on"}, 18},
-      {{"set-led-configs", "99", "--mode", "sleep"}, 18},
-      {{"trigger-custom-topology-scan", "99"}, 18},
-      {{"set-custom-topology-config", "2=99"}, 18},
+      {{"get-node-name", "99"}, 18}, {{"set-node-name", "99", "x"}, 18}, {{"remove-nodes", "2", "99"}, 18},
+      {{"reboot-node", "99"}, 18}, {{"get-led-blinkings", "1", "99"}, 18}, {{"get-led-configs", "99"}, 18},
+      {{"set-led-blinkings", "99=on"}, 18}, {{"set-led-configs", "99", "--mode", "sleep"}, 18},
+      {{"trigger-custom-topology-scan", "99"}, 18}, {{"set-custom-topology-config", "2=99"}, 18},
       {{"start-setup-node", "--mac", "00:24:e7:10:00:99"}, 18},  // not within reach
       {{"start-setup-node", "--mac", "00:24:e7:10:00:02"}, 19},  // already a member
       {{"wireless-join-network", "--mac", "00:24:e7:10:00:03"}, 19},
@@ -387,7 +305,7 @@ TEST_F(Tools, RefusalsExitWithTheirDocumentedStatus) {
     EXPECT_THAT(run.err, HasSubstr("refused: ")) << args[0];
   }
   // A refused change leaves the mesh as it was.
-  EXPECT_EQ(Cli({"list-custom-topology"}).Json()["2"]["uplink"].asUInt(), 1u);
+  ExpectFields(Cli({"list-custom-topology"}), {{"2/uplink", "1"}});
 }
 
 TEST_F(Tools, AKilledDaemonIsATransportFaultUntilItIsBack) {
@@ -447,27 +365,22 @@ TEST_F(Tools, BadCommandLinesExitWithStatusTwoAndSayWhy) {
   TempDir dir;
   const std::string malformed = dir.WriteFile("bad.json", R"({"mac": "00:24:e7:10:00:05",)");
   const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-      {{}, "Usage: orvamesh"},
-      {{"frob"}, "unknown subcommand 'frob'"},
-      {{"--frob", "get-node-ids"}, "unknown option --frob"},
-      {{"get-node-name"}, "missing argument"},
-      {{"get-node-name", "1", "2"}, "unexpected argument '2'"},
-      {{"get-node-name", "kitchen"}, "'kitchen' is no node id"},
-      {{"get-node-name", "-1"}, "'-1' is no node id"},
-      {{"reboot-node", "4294967296"}, "is no node id"},
+      {{}, "Usage: orvamesh"}, {{"frob"}, "unknown subcommand 'frob'"},
+      {{"--frob", "get-node-ids"}, "unknown option --frob"}, {{"stop-scan", "--follow"}, "unknown option --follow"},
+      {{"get-node-name"}, "missing argument"}, {{"get-node-name", "1", "2"}, "unexpected argument '2'"},
+      {{"get-node-name", "kitchen"}, "'kitchen' is no node id"}, {{"get-node-name", "-1"}, "'-1' is no node id"},
+      {{"reboot-node", "4294967296"}, "is no node id"}, {{"start-setup-node"}, "--mac needs a MAC address"},
       {{"switch-debug-log-level", "maybe"}, "'maybe' is no switch value"},
-      {{"stop-scan", "--follow"}, "unknown option --follow"},
-      {{"start-setup-node"}, "--mac needs a MAC address"},
       {{"start-setup-node", "--mac", "00:24:e7:10:00"}, "Field [mac] is not a MAC address"},
-      {{"start-setup-node", "--mac", "00:24:e7:10:00:05", "--link", "carrier-pigeon"}, "Field [link] is not a known name (one of NONE, ETHERNET, WIFI_2G, WIFI_5G, WIFI_6G)"},
+      {{"start-setup-node", "--mac", "00:24:e7:10:00:05", "--link", "carrier-pigeon"},
+       "Field [link] is not a known name (one of NONE, ETHERNET, WIFI_2G, WIFI_5G, WIFI_6G)"},
       {{"start-setup-node", "--file", malformed}, "bad.json is not valid JSON"},
       {{"start-setup-node", "--file", dir.Join("missing.json")}, "cannot read"},
       {{"start-setup-node", "--data", R"({"mac": 5})"}, "start-setup-node: Field [mac]"},
       {{"start-setup-node", "--data", "[]"}, "must be an object"},
       {{"notice-wps-result", "--station", "3c:22:fb:01:02:03", "--success", "sometimes"}, "--success"},
       {{"notice-wps-result", "--station"}, "--station needs a value"},
-      {{"set-led-blinkings", "2"}, "is not of the form ID=VALUE"},
-      {{"set-led-blinkings"}, "nothing to set"},
+      {{"set-led-blinkings", "2"}, "is not of the form ID=VALUE"}, {{"set-led-blinkings"}, "nothing to set"},
       {{"set-led-configs", "2", "--mode", "dim"}, "--mode must be schedule, sleep or normal"},
       {{"set-led-configs", "2", "--schedule", "abc"}, "168 characters"},
       {{"set-led-configs", "--data", R"({"2": {"blinking": true}})"}, "node 2: LED settings"},
@@ -488,20 +401,12 @@ TEST_F(Tools, BadCommandLinesExitWithStatusTwoAndSayWhy) {
 TEST_F(Tools, EverySubcommandExplainsItself) {
   const ToolRun list = RunTool(CliPath(), {"--help"});
   ASSERT_EQ(list.status, 0);
-  std::vector<std::string> names;
-  for (size_t at = list.out.find("Subcommands:\n"); (at = list.out.find("\n  ", at)) != std::string::npos;) {
-    at += 3;
-    const std::string name = list.out.substr(at, list.out.find(' ', at) - at);
-    if (name.empty() || !std::islower(static_cast<unsigned char>(name[0]))) break;
-    names.push_back(name);
-  }
+  const std::vector<std::string> names = SubcommandsInHelp("orvamesh", list.out);
   // One subcommand per client operation, named like it (get-5g-backhaul-swapped for
   // Get5GBackhaulSwapped), and topology.
   const auto squeezed = [](const std::string& text) {
     std::string out;
-    for (char c : text) {
-      if (c != '-') out += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
+    for (char c : text) out += c == '-' ? "" : std::string(1, static_cast<char>(std::tolower(c)));
     return out;
   };
   std::set<std::string> operations{"topology"}, commands;
@@ -523,11 +428,11 @@ TEST_F(Tools, TopologyDrawsAGraphvizGraph) {
   ASSERT_EQ(Cli({"set-node-name", "3", "Dad's \"den\""}).status, 0);
   const ToolRun dot = Cli({"topology", "--dot"});
   ASSERT_EQ(dot.status, 0) << dot.err;
-  EXPECT_EQ(dot.out.rfind("digraph mesh {\n", 0), 0u);
+  EXPECT_THAT(dot.out, StartsWith("digraph mesh {\n"));
   EXPECT_THAT(dot.out, HasSubstr("  n2 -> n4 [label=\"WIFI_5G 55\"];\n"));
   EXPECT_THAT(dot.out, HasSubstr("Dad's \\\"den\\\""));
   EXPECT_THAT(dot.out, HasSubstr("n4 [label=\"Attic\\nRE 4, VX-500-EU\", style=\"rounded,dashed\"]"));
-  EXPECT_EQ(dot.out.substr(dot.out.size() - 2), "}\n");
+  EXPECT_THAT(dot.out, EndsWith("}\n"));
 }
 
 TEST_F(Tools, TheSimulatorRefusesBadMeshFilesAndASecondInstance) {
@@ -540,14 +445,16 @@ TEST_F(Tools, TheSimulatorRefusesBadMeshFilesAndASecondInstance) {
                      {"id": 1, "mac": "00:24:e7:00:00:02", "role": "RE", "uplink": 1}]})", "duplicate id 1"},
       {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP"},
                      {"id": 2, "mac": "00:24:e7:00:00:02", "role": "RE", "uplink": 3},
-                     {"id": 3, "mac": "00:24:e7:00:00:03", "role": "RE", "uplink": 2}]})", "does not lead to the controller"},
+                     {"id": 3, "mac": "00:24:e7:00:00:03", "role": "RE", "uplink": 2}]})",
+       "does not lead to the controller"},
       {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP", "led": {"mode": 7}}]})", "invalid \"led\""},
       {R"({"nodes": [{"id": "one", "mac": "00:24:e7:00:00:01", "role": "CAP"}]})", "nodes[0]"},
       {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "BOSS"}]})", "one of UNKNOWN, CAP, RE"},
       {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP", "uplnk": 0}]})", "Unknown field [uplnk]"},
   };
+  const std::string bus = SharedPrivateBus().Address();
   for (const auto& [content, message] : files) {
-    const ToolRun run = RunTool(SimdPath(), {"--bus", SharedPrivateBus().Address(), dir.WriteFile("mesh.json", content)});
+    const ToolRun run = RunTool(SimdPath(), {"--bus", bus, dir.WriteFile("mesh.json", content)});
     EXPECT_EQ(run.status, 2) << content;
     EXPECT_THAT(run.err, HasSubstr(message)) << content;
   }
@@ -555,7 +462,7 @@ TEST_F(Tools, TheSimulatorRefusesBadMeshFilesAndASecondInstance) {
   EXPECT_EQ(RunTool(SimdPath(), {"--tick-ms", "0", ExampleMesh()}).status, 2);
 
   SimDaemon first(kFastTickMs);
-  const ToolRun second = RunTool(SimdPath(), {"--bus", SharedPrivateBus().Address(), ExampleMesh()});
+  const ToolRun second = RunTool(SimdPath(), {"--bus", bus, ExampleMesh()});
   EXPECT_EQ(second.status, 1);
   EXPECT_THAT(second.err, HasSubstr("cannot own com.velanto.mesh"));
   EXPECT_EQ(Cli({"get-node-ids"}).status, 0) << "the first keeps serving";

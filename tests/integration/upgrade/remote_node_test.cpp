@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@
 #include "support/sshd_server.h"
 #include "support/wait_until.h"
 #include "support/temp_dir.h"
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -24,6 +26,7 @@ using namespace ORVA::MESH::SDK;
 using namespace ORVA::MESH::SDK::Upgrade;
 using orva::test::SshdServer;
 using orva::test::TempDir;
+using orva::test::ThrownText;
 
 // The node's firmware writer: records the image's hash, then "reboots" into the new version a
 // moment later, as a real writer schedules its reboot and exits. "fail" and "hang" as the
@@ -36,6 +39,14 @@ sha256sum "$1" | cut -c1-64 >> "$HOME/flashed"
 ( sleep 0.3; cat "$HOME/next" > "$HOME/version" ) > /dev/null 2>&1 &
 )";
 
+// Writes a file of the node's user into its home.
+void Put(const SshdServer& node, const std::string& name, const std::string& content, mode_t mode) {
+  const std::string path = node.InHome(name);
+  std::ofstream(path, std::ios::trunc) << content;
+  ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+  ASSERT_EQ(::chown(path.c_str(), node.Uid(), static_cast<gid_t>(-1)), 0);
+}
+
 class RemoteNodeTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -47,17 +58,10 @@ class RemoteNodeTest : public ::testing::Test {
     image_ = local_.WriteFile("a.img", image);
     entry_.sha256 = ImageDownloader::FileSha256(image_);
     entry_.version.version = "5.3.0";
-    Put("writer", kWriter, 0755);
-    Put("version", "5.2.0\n", 0644);
-    Put("next", "5.3.0\n", 0644);
-    Put("mode", "ok\n", 0644);
-  }
-
-  void Put(const std::string& name, const std::string& content, mode_t mode) {
-    const std::string path = node_->InHome(name);
-    std::ofstream(path, std::ios::trunc) << content;
-    ASSERT_EQ(::chmod(path.c_str(), mode), 0);
-    ASSERT_EQ(::chown(path.c_str(), node_->Uid(), static_cast<gid_t>(-1)), 0);
+    Put(*node_, "writer", kWriter, 0755);
+    Put(*node_, "version", "5.2.0\n", 0644);
+    Put(*node_, "next", "5.3.0\n", 0644);
+    Put(*node_, "mode", "ok\n", 0644);
   }
 
   RemoteNodeUpdater Updater(std::chrono::milliseconds comeBack = std::chrono::seconds(10)) const {
@@ -68,14 +72,6 @@ class RemoteNodeTest : public ::testing::Test {
     options.comeBack = comeBack;
     options.retryInterval = std::chrono::milliseconds(100);
     return RemoteNodeUpdater({node_->Address(), SshdServer::kUser, SshdServer::kPassword}, options);
-  }
-
-  std::string Flashed() const {
-    try {
-      return TempDir::ReadFile(node_->InHome("flashed"));
-    } catch (const std::exception&) {
-      return "";
-    }
   }
 
   TempDir local_;
@@ -89,7 +85,7 @@ TEST_F(RemoteNodeTest, CopiesChecksWritesAndWaitsForTheNewVersion) {
   EXPECT_FALSE(updater.Runs(entry_));
   std::vector<std::pair<Client::UPDATE_STAGE, uint8_t>> steps;
   updater.Update(image_, entry_, [&](Client::UPDATE_STAGE s, uint8_t p) { steps.emplace_back(s, p); });
-  EXPECT_EQ(Flashed(), entry_.sha256 + "\n");
+  EXPECT_EQ(TempDir::ReadFile(node_->InHome("flashed")), entry_.sha256 + "\n");
   EXPECT_TRUE(updater.Runs(entry_));
   ASSERT_FALSE(steps.empty());
   EXPECT_EQ(steps.back(), std::make_pair(Client::UPDATE_STAGE::DONE, uint8_t{100}));
@@ -97,19 +93,13 @@ TEST_F(RemoteNodeTest, CopiesChecksWritesAndWaitsForTheNewVersion) {
 }
 
 TEST_F(RemoteNodeTest, SaysWhichStepFailed) {
-  struct Case {
-    const char* mode;
-    std::string needle;
-  };
+  struct Case { const char* mode; std::string needle; };
   for (const Case& c : {Case{"fail", "writer failed on the node: flash chip busy"}, Case{"hang", "did not come back with 5.3.0"}}) {
-    Put("mode", c.mode, 0644);
+    Put(*node_, "mode", c.mode, 0644);
     const auto start = std::chrono::steady_clock::now();
-    try {
-      Updater(std::chrono::milliseconds(1200)).Update(image_, entry_, {});
-      ADD_FAILURE() << c.mode;
-    } catch (const NodeUpdateException& e) {
-      EXPECT_NE(std::string(e.what()).find(c.needle), std::string::npos) << e.what();
-    }
+    RemoteNodeUpdater updater = Updater(std::chrono::milliseconds(1200));
+    EXPECT_THAT(ThrownText<NodeUpdateException>([&] { updater.Update(image_, entry_, {}); }),
+                testing::HasSubstr(c.needle));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8)) << c.mode;
   }
 }
@@ -126,10 +116,6 @@ TEST_F(RemoteNodeTest, ReportsANodeThatCannotBeReached) {
   EXPECT_THROW(updater.Runs(entry_), NodeUpdateException);
   EXPECT_THROW(updater.Update(image_, entry_, {}), NodeUpdateException);
 }
-
-}  // namespace
-
-namespace {
 
 // A daemon killed in the middle of a group update resumes from its file, and every node is
 // written exactly once. The daemon and each node are network namespaces, joined by veth pairs;
@@ -157,13 +143,9 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
     cap.LinkLocal(uplink);
     nodes.push_back(std::make_unique<SshdServer>(address + "%n0", namespaces.back().get()));
     SshdServer& node = *nodes.back();
-    for (const auto& [name, content, mode] : {std::tuple<std::string, std::string, mode_t>{"writer", writer, 0755},
-                                              {"version", "5.2.0\n", 0644}}) {
-      std::ofstream(node.InHome(name)) << content;
-      ASSERT_EQ(::chmod(node.InHome(name).c_str(), mode), 0);
-      ASSERT_EQ(::chown(node.InHome(name).c_str(), node.Uid(), static_cast<gid_t>(-1)), 0);
-    }
-    Json::Value n;
+    Put(node, "writer", writer, 0755);
+    Put(node, "version", "5.2.0\n", 0644);
+    Json::Value& n = list.append(Json::objectValue);
     n["id"] = "node" + std::to_string(i);
     n["parent"] = i == 0 ? "" : "node" + std::to_string(i - 1);  // a chain: node2 first
     n["host"] = address + "%" + uplink;
@@ -172,7 +154,6 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
     n["directory"] = node.Home();
     n["writer"] = node.InHome("writer");
     n["version_command"] = "cat \"$HOME/version\"";
-    list.append(n);
   }
   const std::string nodesFile = local.WriteFile("nodes.json", list.toStyledString());
   const std::string state = local.Join("group.json");

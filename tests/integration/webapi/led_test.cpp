@@ -16,7 +16,7 @@ using orva::test::WebapiEnv;
 // The default local runner: the node's own web server over loopback HTTPS as "admin".
 using LocalLedApi = WebapiEnv;
 
-TEST_F(LocalLedApi, ReadsAndWritesTheLedsThroughTheNodesOwnWebServer) {
+TEST_F(LocalLedApi, ReadsAndWritesTheLedsThroughTheNodesOwnWebServerAndFailsOnBadAnswers) {
   server_->Script("ORVA.Core.Hardware.Led", "get",
                   R"({"success": true, "data": {"led_mode": "schedule", "schedule": ")" +
                       std::string(168, '1') + "\"}}");
@@ -32,14 +32,12 @@ TEST_F(LocalLedApi, ReadsAndWritesTheLedsThroughTheNodesOwnWebServer) {
   EXPECT_EQ(calls[1]["method"], "set");
   EXPECT_EQ(calls[1]["params"]["led_mode"], "sleep");
   EXPECT_EQ(calls[1]["user"], "admin");
-}
 
-TEST_F(LocalLedApi, TreatsIllFormedAndFailedAnswersAsFailures) {
+  // Ill-formed and failed answers are failures.
   server_->Script("ORVA.Core.Hardware.Led", "get", "<html>busy</html>");
   server_->Script("ORVA.Core.Hardware.Led.Blink", "start", R"({"success": false, "error": {"code": 30}})");
   LogCapture capture;
-  LED_MODE mode = LED_MODE::NORMAL;
-  std::string schedule = "kept";
+  schedule = "kept";
   EXPECT_EQ(LedHelper::GetLedConfig(mode, schedule), -1);
   EXPECT_EQ(schedule, "kept");
   EXPECT_EQ(LedHelper::SetLedBlinking(true), -1);

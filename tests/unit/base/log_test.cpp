@@ -10,13 +10,14 @@
 namespace {
 
 using orva::test::LogCapture;
+namespace Log = ORVA::MESH::SDK::Log;
 
 TEST(Log, PrefixesFileAndLineAndKeepsThePriority) {
   LogCapture capture;
   const int line = __LINE__ + 1;
   ORVA_LOG_ERR("Fail to lock mutex [%d]", 22);
   ORVA_LOG_INFO("ignored");
-  auto lines = capture.Lines();
+  const auto lines = capture.Lines();
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0].priority, LOG_ERR);
   EXPECT_EQ(lines[0].text, "tests/unit/base/log_test:" + std::to_string(line) + " Fail to lock mutex [22]");
@@ -25,11 +26,10 @@ TEST(Log, PrefixesFileAndLineAndKeepsThePriority) {
 
 TEST(Log, FormatsLinesLongerThanTheStackBuffer) {
   LogCapture capture;
-  std::string big(5000, 'x');
+  const std::string big(5000, 'x');
   ORVA_LOG_DEBUG("dump %s end", big.c_str());
   ASSERT_EQ(capture.Lines().size(), 1u);
-  const std::string text = capture.Lines()[0].text;
-  EXPECT_NE(text.find(big + " end"), std::string::npos);
+  EXPECT_NE(capture.Lines()[0].text.find(big + " end"), std::string::npos);
 }
 
 TEST(Log, RestoresThePreviousSinkWhenTheCaptureEnds) {
@@ -46,15 +46,12 @@ TEST(Log, RestoresThePreviousSinkWhenTheCaptureEnds) {
 
 TEST(Log, UnhandledInDestructorNamesTheException) {
   LogCapture capture;
-  try {
-    throw std::runtime_error("gone");
-  } catch (...) {
-    ORVA_LOG_UNHANDLED_IN_DESTRUCTOR();
-  }
-  try {
-    throw 42;
-  } catch (...) {
-    ORVA_LOG_UNHANDLED_IN_DESTRUCTOR();
+  for (const auto& raise : {+[] { throw std::runtime_error("gone"); }, +[] { throw 42; }}) {
+    try {
+      raise();
+    } catch (...) {
+      ORVA_LOG_UNHANDLED_IN_DESTRUCTOR();
+    }
   }
   auto texts = capture.Texts();
   ASSERT_EQ(texts.size(), 2u);
@@ -62,12 +59,7 @@ TEST(Log, UnhandledInDestructorNamesTheException) {
   EXPECT_NE(texts[1].find(" Unhandled and unknown exception in destructor"), std::string::npos);
 }
 
-}  // namespace
-
-namespace {
-
 TEST(Log, LinesAboveTheMaximumPriorityAreNotEvenFormatted) {
-  namespace Log = ORVA::MESH::SDK::Log;
   LogCapture capture;
   const int previous = Log::SetMaxPriority(LOG_INFO);
   int formatted = 0;
@@ -83,7 +75,6 @@ TEST(Log, LinesAboveTheMaximumPriorityAreNotEvenFormatted) {
 
 // A sink that logs (a forwarder that reports its own failures) must not wait for itself.
 TEST(Log, ASinkThatLogsDoesNotDeadlock) {
-  namespace Log = ORVA::MESH::SDK::Log;
   LogCapture capture;
   int calls = 0;
   Log::Sink previous = Log::SetSink([&](int, const std::string&) {

@@ -10,6 +10,7 @@
 #include "orvamesh/base/exception.h"
 #include "support/log_capture.h"
 #include "support/temp_dir.h"
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -51,14 +52,11 @@ TEST(ModelCompatibility, UnknownModelsMeetOnlyThemselvesAndTheUniversalSecond) {
 TEST(ModelCompatibility, EmptyUniquesThrowWithTheirLocation) {
   const std::pair<std::string, std::string> pairs[] = {{"", M1}, {M1, ""}, {"", ""}};
   for (const auto& [first, second] : pairs) {
-    try {
-      ModelCompatibility::IsCompatible(first, second);
-      FAIL() << "'" << first << "' '" << second << "'";
-    } catch (const Exception::InvalidArgumentException& e) {
-      EXPECT_TRUE(std::regex_match(
-          e.what(), std::regex("compatibility/model_compatibility:IsCompatible:[0-9]+: Empty unique as argument")))
-          << e.what();
-    }
+    const std::string what = orva::test::ThrownText<Exception::InvalidArgumentException>(
+        [&] { ModelCompatibility::IsCompatible(first, second); });
+    EXPECT_TRUE(std::regex_match(what, std::regex("compatibility/model_compatibility:IsCompatible:[0-9]+: "
+                                                  "Empty unique as argument")))
+        << "'" << first << "' '" << second << "': " << what;
   }
 }
 
@@ -80,6 +78,13 @@ class WifiCompatibilityTest : public ::testing::Test {
   void TearDown() override { orva::platform::SystemRoot::Set(saved_); }
   void SetLocalCountry(const std::string& code) {
     root_.WriteFile("etc/orvawifi/region.conf", "country_code=" + code + "\n");
+  }
+  // The one line logged since the last Clear, without its line number.
+  void ExpectOneLine(int priority, const std::string& pattern) {
+    ASSERT_EQ(capture_.Lines().size(), 1u);
+    EXPECT_EQ(capture_.Lines()[0].priority, priority);
+    const std::string text = capture_.Lines()[0].text;
+    EXPECT_TRUE(std::regex_match(text, std::regex("compatibility/wifi_compatibility:[0-9]+ " + pattern))) << text;
   }
 
   std::string saved_ = orva::platform::SystemRoot::Get();
@@ -109,23 +114,15 @@ TEST_F(WifiCompatibilityTest, AnUnknownRemoteModelIsNeverCompatible) {
   for (const std::string unique : {"", "velanto_platz_hx9000", "VELANTO_IPQ806X_HR1000"}) {
     capture_.Clear();
     EXPECT_FALSE(WifiCompatibility::IsRegionCompatibleWithLocal("*", unique));
-    ASSERT_EQ(capture_.Lines().size(), 1u);
-    EXPECT_TRUE(std::regex_match(capture_.Lines()[0].text,
-                                 std::regex("compatibility/wifi_compatibility:[0-9]+ Received unrecognized remote "
-                                            "unique \\[" + unique + "\\], return false on Wifi compatibility")))
-        << capture_.Lines()[0].text;
+    ExpectOneLine(LOG_ERR,
+                  "Received unrecognized remote unique \\[" + unique + "\\], return false on Wifi compatibility");
   }
 }
 
 TEST_F(WifiCompatibilityTest, AnEmptyCapabilityIsLoggedAndRefused) {
   SetLocalCountry("US");
   EXPECT_FALSE(WifiCompatibility::IsRegionCompatibleWithLocal("", M3));
-  ASSERT_EQ(capture_.Lines().size(), 1u);
-  EXPECT_EQ(capture_.Lines()[0].priority, LOG_ERR);
-  EXPECT_TRUE(std::regex_match(capture_.Lines()[0].text,
-                               std::regex("compatibility/wifi_compatibility:[0-9]+ Remote country code capability "
-                                          "is empty for velanto_platc_hr3000, this should not happened")))
-      << capture_.Lines()[0].text;
+  ExpectOneLine(LOG_ERR, "Remote country code capability is empty for velanto_platc_hr3000, this should not happened");
 }
 
 TEST_F(WifiCompatibilityTest, WithoutALocalRegionNothingIsCompatible) {

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <functional>
 #include <thread>
+#include <tuple>
 
 #include "orvamesh/data/file_lock_wrapper.h"
 #include "orvamesh/platform/file_lock.h"
@@ -28,6 +29,7 @@ using orva::test::FixtureRoot;
 using orva::test::LogCapture;
 
 constexpr char kConf[] = "etc/orvasyslog/mesh.conf";
+const std::string kKept = "# written by the mesh daemon\nkeep=\"me\"\n";
 
 std::string Thrown(const std::function<void()>& fn) {
   try {
@@ -42,7 +44,7 @@ class SyslogTest : public ::testing::Test {
  protected:
   void SetUp() override {
     for (const char* program : {"/sbin/start", "/sbin/stop", "/sbin/restart"}) root_.InstallRecorder(program);
-    root_.WriteFile(kConf, "# written by the mesh daemon\nkeep=\"me\"\n");
+    root_.WriteFile(kConf, kKept);
   }
   std::string Conf() const { return FixtureRoot::ReadFile(root_.Join(kConf)); }
   FixtureRoot root_;
@@ -50,57 +52,45 @@ class SyslogTest : public ::testing::Test {
 };
 
 TEST_F(SyslogTest, ServicesRunTheJobManagerAndOnlyAFailedStopIsForgiven) {
-  struct Case {
-    void (*operation)();
-    const char* program;
-    const char* job;
-    const char* failure;
-    bool throws;
-  } cases[] = {
-      {&Syslog::StartServer, "/sbin/start", "syslog-mesh-server", "Failed to start syslog server for mesh.", true},
-      {&Syslog::StartClient, "/sbin/start", "syslog-mesh-client", "Failed to start syslog client for mesh.", true},
-      {&Syslog::StopServer, "/sbin/stop", "syslog-mesh-server", "Failed to stop syslog server for mesh.", false},
-      {&Syslog::StopClient, "/sbin/stop", "syslog-mesh-client", "Failed to stop syslog client for mesh.", false},
-      {&Syslog::RestartServer, "/sbin/restart", "syslog-mesh-server", "Failed to restart syslog server for mesh.", true},
-      {&Syslog::RestartClient, "/sbin/restart", "syslog-mesh-client", "Failed to restart syslog client for mesh.", true},
+  // The operation, the job manager's verb, the job's side, and whether a failure throws.
+  const std::tuple<void (*)(), std::string, std::string, bool> cases[] = {
+      {&Syslog::StartServer, "start", "server", true},     {&Syslog::StartClient, "start", "client", true},
+      {&Syslog::StopServer, "stop", "server", false},      {&Syslog::StopClient, "stop", "client", false},
+      {&Syslog::RestartServer, "restart", "server", true}, {&Syslog::RestartClient, "restart", "client", true},
   };
-  for (const Case& c : cases) {
-    root_.ClearCalls(c.program);
-    root_.SetStatus(c.program, 0);
-    EXPECT_EQ(Thrown(c.operation), "") << c.job;
-    EXPECT_EQ(root_.Calls(c.program), (std::vector<std::vector<std::string>>{{c.job}})) << c.program;
+  for (const auto& [operation, verb, side, throws] : cases) {
+    const std::string program = "/sbin/" + verb, job = "syslog-mesh-" + side;
+    const std::string failure = "Failed to " + verb + " syslog " + side + " for mesh.";
+    root_.ClearCalls(program);
+    root_.SetStatus(program, 0);
+    EXPECT_EQ(Thrown(operation), "") << job;
+    EXPECT_EQ(root_.Calls(program), (std::vector<std::vector<std::string>>{{job}})) << program;
     EXPECT_TRUE(log_.Lines().empty());
-    root_.SetStatus(c.program, 1);
-    EXPECT_EQ(Thrown(c.operation), c.throws ? c.failure : "") << c.failure;
-    ASSERT_EQ(log_.Lines().size(), 1u) << c.failure;
+    root_.SetStatus(program, 1);
+    EXPECT_EQ(Thrown(operation), throws ? failure : "") << failure;
+    ASSERT_EQ(log_.Lines().size(), 1u) << failure;
     EXPECT_EQ(log_.Lines()[0].priority, LOG_ERR);
-    EXPECT_NE(log_.Lines()[0].text.find(std::string(" ") + c.failure), std::string::npos) << log_.Lines()[0].text;
+    EXPECT_NE(log_.Lines()[0].text.find(" " + failure), std::string::npos) << log_.Lines()[0].text;
     log_.Clear();
   }
 }
 
 TEST_F(SyslogTest, TheServerAddressIsStoredWithItsFamilyAndALinkLocalOneWithItsInterface) {
-  struct Case {
-    const char* address;
-    const char* ifname;
-    const char* stored;
-    const char* type;
-  } cases[] = {
+  // The address, its interface, and the address and family as stored.
+  const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
       {"192.0.2.7", "", "192.0.2.7", "4"},
       {"2001:db8::1", "lo", "2001:db8::1", "6"},
       {"fe80::224:e7ff:fe01:203", "lo", "fe80::224:e7ff:fe01:203%1", "6"},
   };
-  for (const Case& c : cases) {
-    Syslog::SaveServerIP(IPAddress(c.address), c.ifname);
-    EXPECT_EQ(Conf(), std::string("# written by the mesh daemon\nkeep=\"me\"\nserver_addr=\"") + c.stored +
-                          "\"\nserver_addr_type=\"" + c.type + "\"\n")
-        << c.address;
+  for (const auto& [address, ifname, stored, type] : cases) {
+    Syslog::SaveServerIP(IPAddress(address), ifname);
+    EXPECT_EQ(Conf(), kKept + "server_addr=\"" + stored + "\"\nserver_addr_type=\"" + type + "\"\n") << address;
   }
 }
 
 TEST_F(SyslogTest, AnEmptyAddressIsRefusedBeforeAnythingIsWritten) {
   EXPECT_EQ(Thrown([] { Syslog::SaveServerIP(IPAddress(), "lo"); }), "Invalid IP address");
-  EXPECT_EQ(Conf(), "# written by the mesh daemon\nkeep=\"me\"\n");
+  EXPECT_EQ(Conf(), kKept);
   EXPECT_TRUE(log_.Contains("Invalid IP address"));
 }
 
@@ -159,21 +149,20 @@ TEST_F(SyslogTest, AnUnreadableSerialListFailsTheClearAndTheSave) {
 }
 
 TEST_F(SyslogTest, SerialsAndNamesThatWouldCorruptTheFileAreRefusedWithTheFileUnchanged) {
-  root_.WriteFile(kConf, "# written by the mesh daemon\nkeep=\"me\"\nclient_serials=\"S0\"\nS0=\"Hall\"\n");
+  root_.WriteFile(kConf, kKept + "client_serials=\"S0\"\nS0=\"Hall\"\n");
   const std::string before = Conf();
-  const std::string nul("S\0x", 3);
-  for (const std::string& serial : std::vector<std::string>{"", "A B", "server_addr", "client_serials", "a=b", nul,
-                                                           "S\r1", "S\n1", "#S1", "S\"1", "S'1", "S$1", "S`1`"}) {
-    EXPECT_EQ(Thrown([&] { Syslog::SaveClientSerialsAndNames({{serial, "name"}}); }),
+  const auto expectRefused = [&](const std::string& serial, const std::string& name) {
+    EXPECT_EQ(Thrown([&] { Syslog::SaveClientSerialsAndNames({{serial, name}}); }),
               "Failed to save mapping of serial and node name.")
-        << serial;
+        << serial << "=" << name;
+  };
+  for (const char* serial : {"", "A B", "server_addr", "client_serials", "a=b", "S\r1", "S\n1", "#S1", "S\"1", "S'1",
+                             "S$1", "S`1`"}) {
+    expectRefused(serial, "name");
   }
-  for (const std::string& name : std::vector<std::string>{"Ha\nll", "Hall\r", "#Hall", "Ha\"ll", "$(reboot)", "`id`",
-                                                         std::string("Ha\0ll", 5)}) {
-    EXPECT_EQ(Thrown([&] { Syslog::SaveClientSerialsAndNames({{"S1", name}}); }),
-              "Failed to save mapping of serial and node name.")
-        << name;
-  }
+  for (const char* name : {"Ha\nll", "Hall\r", "#Hall", "Ha\"ll", "$(reboot)", "`id`"}) expectRefused("S1", name);
+  expectRefused(std::string("S\0x", 3), "name");
+  expectRefused("S1", std::string("Ha\0ll", 5));
   EXPECT_EQ(Conf(), before);
 }
 
@@ -201,12 +190,8 @@ TEST(FileLockWrapper, ThrowsWhenTheLockCannotBeTakenAndLogsAFailedRelease) {
   FixtureRoot root;
   LogCapture log;
   const std::string missing = root.Join("no-dir/x.lock");
-  try {
-    FileLockWrapper lock(missing);
-    FAIL() << "no exception";
-  } catch (const ORVA::MESH::SDK::Exception::RuntimeException& e) {
-    EXPECT_NE(std::string(e.what()).find("Fail to acquire filelock [" + missing + "]"), std::string::npos) << e.what();
-  }
+  const std::string refused = Thrown([&] { FileLockWrapper lock(missing); });
+  EXPECT_NE(refused.find("Fail to acquire filelock [" + missing + "]"), std::string::npos) << refused;
   const std::string path = root.Join("y.lock");
   {
     orva::platform::ScopedFileCallsOverride seam;  // outlives the wrapper

@@ -31,6 +31,7 @@ class FakeClients : public ::testing::Test {
     for (const char* p : {kHostapCli, kWpaCli, "/sbin/start", "/sbin/stop"}) root_.InstallRecorder(p);
     root_.SetOutput(kHostapCli, "wlan0\n");
     root_.SetOutput(kWpaCli, "PONG\n");
+    WpaRunning("sta0");
   }
   // wpa_supplicant counts as running when its pid file names a live process: this one.
   void WpaRunning(const std::string& ifname) {
@@ -40,7 +41,7 @@ class FakeClients : public ::testing::Test {
   LogCapture log_;
 };
 
-TEST_F(FakeClients, HostapdReadinessIsAnyReplyWithoutAConnectionFailure) {
+TEST_F(FakeClients, HostapdReadinessIsAnyReplyOnStandardOutputWithoutAConnectionFailure) {
   struct Case {
     const char* reply;
     bool ready;
@@ -56,9 +57,7 @@ TEST_F(FakeClients, HostapdReadinessIsAnyReplyWithoutAConnectionFailure) {
     EXPECT_EQ(HostapHelper("wlan0").IsHostapdReady(), c.ready) << c.reply;
   }
   EXPECT_EQ(root_.Calls(kHostapCli)[0], (std::vector<std::string>{"-i", "wlan0", "interface"}));
-}
-
-TEST_F(FakeClients, HostapdReadinessIgnoresWhatTheClientWritesToStandardError) {
+  // What the client writes to standard error does not count.
   root_.WriteFile(std::string(kHostapCli).substr(1), "#!/bin/sh\necho wlan0 >&2\n", 0755);
   EXPECT_FALSE(HostapHelper("wlan0").IsHostapdReady());
   root_.WriteFile(std::string(kHostapCli).substr(1), "#!/bin/sh\necho wlan0\necho warning >&2\n", 0755);
@@ -92,7 +91,6 @@ TEST_F(FakeClients, ArgumentsReachTheClientAsWordsAndBadInterfaceNamesNeverDo) {
 }
 
 TEST_F(FakeClients, WordsThatWpaCliWouldTakeAsItsOwnOptionsAreRefused) {
-  WpaRunning("sta0");
   WPAHelper helper("sta0");
   std::string result;
   EXPECT_NE(helper.UpdateVariable("ap_scan", "-a/tmp/evil"), 0);
@@ -103,7 +101,6 @@ TEST_F(FakeClients, WordsThatWpaCliWouldTakeAsItsOwnOptionsAreRefused) {
 }
 
 TEST_F(FakeClients, ReplyJudgingIsTheSameForBothClients) {
-  WpaRunning("sta0");
   struct Case {
     const char* reply;
     int hostapd;
@@ -126,7 +123,6 @@ TEST_F(FakeClients, ReplyJudgingIsTheSameForBothClients) {
 }
 
 TEST_F(FakeClients, DaemonModeAppendsTheBackgroundFlagAndLeavesTheResultAlone) {
-  WpaRunning("sta0");
   std::string result = "untouched";
   EXPECT_EQ(HostapHelper("wlan0").SendCommand("x", {"y"}, result, true), 0);
   EXPECT_EQ(root_.Calls(kHostapCli).back(), (std::vector<std::string>{"-i", "wlan0", "x", "y", "-B"}));
@@ -173,7 +169,6 @@ TEST_F(FakeClients, AWpaSupplicantThatDoesNotAnswerPingIsNotReady) {
 }
 
 TEST_F(FakeClients, ActionScriptsOfTheStationSideAreJobManagerRestarts) {
-  WpaRunning("sta0");
   WPAHelper helper("sta0");
   const std::vector<std::string> job = {"wpa_cli", "IFACE=sta0", "ACTION=/usr/orva/bin/wps action"};
   EXPECT_EQ(helper.StartActionScript("/usr/orva/bin/wps action"), 0);
@@ -190,7 +185,6 @@ TEST_F(FakeClients, ActionScriptsOfTheStationSideAreJobManagerRestarts) {
 }
 
 TEST_F(FakeClients, TheCurrentNetworkIsReadFromTheInterfacesConfiguration) {
-  WpaRunning("sta0");
   WPAHelper helper("sta0");
   std::string ssid, psk;
   EXPECT_EQ(helper.GetCurrentSSID(ssid), -1);
@@ -209,7 +203,6 @@ TEST_F(FakeClients, TheCurrentNetworkIsReadFromTheInterfacesConfiguration) {
 }
 
 TEST_F(FakeClients, StationCommandsSendTheirArgumentsAndReportFailures) {
-  WpaRunning("sta0");
   WPAHelper helper("sta0");
   root_.SetOutput(kWpaCli, "PONG\nOK\n");
   EXPECT_EQ(helper.UpdateVariable("bssid_blacklist", "00:11:22:33:44:55"), 0);

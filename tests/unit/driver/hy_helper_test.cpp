@@ -2,6 +2,7 @@
 // the tree's sysfs, and recording hyctl and job manager programs.
 #include "orvamesh/driver/hy_helper.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -14,6 +15,8 @@ namespace {
 using namespace ORVA::MESH::SDK;
 using Driver::HyHelper;
 using Driver::HyIf;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
 using orva::test::FixtureRoot;
 using orva::test::LogCapture;
 using Calls = std::vector<std::vector<std::string>>;
@@ -21,29 +24,13 @@ using Calls = std::vector<std::vector<std::string>>;
 constexpr char kHyctl[] = "/usr/sbin/hyctl";
 
 const char kDefault[] =
-    "# hyd defaults\n"
-    "HybridBridgeInterfaceName=\n"
-    "ManagedInterfacesList=\n"
-    "\n"
-    "[INTERFACE]\n"
-    "ForceGroupRelaying=1\n"
-    "\n"
-    "[HYFI]\n"
-    "Mode=HYROUTER\n";
+    "# hyd defaults\nHybridBridgeInterfaceName=\nManagedInterfacesList=\n\n[INTERFACE]\nForceGroupRelaying=1\n\n"
+    "[HYFI]\nMode=HYROUTER\n";
 
 const char kLbd[] =
-    "[WLANIF2G]\n"
-    "InterferenceDetectionEnable=1\n"
-    "[WLANIF5G]\n"
-    "InterferenceDetectionEnable=0\n"
-    "[STAMON]\n"
-    "RSSISteeringPoint_DG=5\n"
-    "[BANDMON]\n"
-    "MUCheckInterval_W2=10\n"
-    "[STEERALG]\n"
-    "MinTxRateIncreaseThreshold=53\n"
-    "[OTHER]\n"
-    "NotCopied=1\n";
+    "[WLANIF2G]\nInterferenceDetectionEnable=1\n[WLANIF5G]\nInterferenceDetectionEnable=0\n[STAMON]\n"
+    "RSSISteeringPoint_DG=5\n[BANDMON]\nMUCheckInterval_W2=10\n[STEERALG]\nMinTxRateIncreaseThreshold=53\n"
+    "[OTHER]\nNotCopied=1\n";
 
 class HyHelperTest : public ::testing::Test {
  protected:
@@ -73,35 +60,13 @@ class HyHelperTest : public ::testing::Test {
 TEST_F(HyHelperTest, AControllerWritesTheWholeConfigurationFromItsBridge) {
   HyHelper hy(true, false);
   EXPECT_EQ(Conf(),
-            "# hyd defaults\n"
-            "HybridBridgeInterfaceName=br0\n"
+            "# hyd defaults\nHybridBridgeInterfaceName=br0\n"
             "ManagedInterfacesList=bwlan1:WLAN_VLAN,eth0:ETHER,sta0:WLAN_VLAN,sta1wlan:WLAN_VLAN,wlan0:WLAN\n"
-            "WlanInterfaces=wifi2:bwlan1,wifi1:wlan0\n"
-            "NoRelayGroupList=sta0,sta1wlan\n"
-            "\n"
-            "[INTERFACE]\n"
-            "ForceGroupRelaying=0\n"
-            "SwitchCpuPort=0\n"
-            "SwitchLanVid=1\n"
-            "VlanIds=1 2\n"
-            "\n"
-            "[HYFI]\n"
-            "Mode=HYROUTER\n"
-            "\n"
-            "[WLANIF2G]\n"
-            "InterferenceDetectionEnable=1\n"
-            "\n"
-            "[WLANIF5G]\n"
-            "InterferenceDetectionEnable=0\n"
-            "\n"
-            "[STAMON]\n"
-            "RSSISteeringPoint_DG=5\n"
-            "\n"
-            "[BANDMON]\n"
-            "MUCheckInterval_W2=10\n"
-            "\n"
-            "[STEERALG]\n"
-            "MinTxRateIncreaseThreshold=53\n");
+            "WlanInterfaces=wifi2:bwlan1,wifi1:wlan0\nNoRelayGroupList=sta0,sta1wlan\n\n"
+            "[INTERFACE]\nForceGroupRelaying=0\nSwitchCpuPort=0\nSwitchLanVid=1\nVlanIds=1 2\n\n[HYFI]\nMode=HYROUTER\n\n"
+            "[WLANIF2G]\nInterferenceDetectionEnable=1\n\n[WLANIF5G]\nInterferenceDetectionEnable=0\n\n"
+            "[STAMON]\nRSSISteeringPoint_DG=5\n\n[BANDMON]\nMUCheckInterval_W2=10\n\n"
+            "[STEERALG]\nMinTxRateIncreaseThreshold=53\n");
   EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd"}}) << "an old daemon is stopped at construction";
   EXPECT_TRUE(root_.Calls(kHyctl).empty());
 }
@@ -127,20 +92,20 @@ TEST_F(HyHelperTest, MembersAreClassifiedByTheFirstMatchingPartOfTheirName) {
     EXPECT_EQ(log_.Matching(std::string("Failed to get relay config for ") + name).size(), 1u) << name;
   }
   EXPECT_FALSE(log_.Contains("Failed to get relay config for sta"));
-  EXPECT_NE(Conf().find("ForceGroupRelaying=1\n"), std::string::npos) << "a repeater forces group relaying";
+  EXPECT_THAT(Conf(), HasSubstr("ForceGroupRelaying=1\n")) << "a repeater forces group relaying";
 }
 
 TEST_F(HyHelperTest, ARelaySettingSurvivesARebuild) {
   HyHelper hy(true, false);
   EXPECT_EQ(hy.SetIfRelay("eth0", false, true), 0);
-  EXPECT_NE(Conf().find("NoRelayGroupList=eth0,sta0,sta1wlan\n"), std::string::npos);
+  EXPECT_THAT(Conf(), HasSubstr("NoRelayGroupList=eth0,sta0,sta1wlan\n"));
   log_.Clear();
   EXPECT_EQ(hy.ReloadHydConfig(), 0);
   bool relay = true;
   EXPECT_EQ(hy.GetIfRelay("eth0", relay), 0);
   EXPECT_FALSE(relay);
   EXPECT_FALSE(log_.Contains("Failed to get relay config"));
-  EXPECT_NE(Conf().find("NoRelayGroupList=eth0,sta0,sta1wlan\n"), std::string::npos);
+  EXPECT_THAT(Conf(), HasSubstr("NoRelayGroupList=eth0,sta0,sta1wlan\n"));
   EXPECT_EQ(hy.SetIfRelay("other0", false, true), HyHelper::kNoSuchIf);
   EXPECT_TRUE(log_.Contains("Ifname: other0 is not found in map_ifaces"));
   EXPECT_EQ(hy.GetIfRelay("other0", relay), HyHelper::kNoSuchIf);
@@ -151,24 +116,20 @@ TEST_F(HyHelperTest, StartingRunsHyctlForTheBridgeAndEveryMemberThenTheService) 
   HyHelper hy(false, false);
   root_.ClearCalls("/sbin/stop");
   ASSERT_EQ(hy.StartHyd(), 0);
-  EXPECT_EQ(root_.Calls(kHyctl), (Calls{
-                                      {"setbrmode", "br0", "grprel"},
-                                      {"setmc", "br0", "retag", "disable"},
-                                      {"setmc", "br0", "state", "enable"},
-                                      {"setmc", "br0", "timeout", "GroupSpecificQueries", "enable"},
-                                      {"setmc", "br0", "timeout", "GroupMembershipInterval", "enable"},
-                                      {"setmc", "br0", "aging", "260"},
-                                      {"setifgrp", "br0", "bwlan1", "1", "r"},
-                                      {"setifbcast", "br0", "bwlan1", "enable"},
-                                      {"setifgrp", "br0", "eth0", "1", "r"},
-                                      {"setifbcast", "br0", "eth0", "enable"},
-                                      {"setifgrp", "br0", "sta0", "0", "n"},
-                                      {"setifbcast", "br0", "sta0", "disable"},
-                                      {"setifgrp", "br0", "sta1wlan", "0", "n"},
-                                      {"setifbcast", "br0", "sta1wlan", "enable"},
-                                      {"setifgrp", "br0", "wlan0", "1", "r"},
-                                      {"setifbcast", "br0", "wlan0", "enable"},
-                                  }));
+  Calls expected = {{"setbrmode", "br0", "grprel"},
+                    {"setmc", "br0", "retag", "disable"},
+                    {"setmc", "br0", "state", "enable"},
+                    {"setmc", "br0", "timeout", "GroupSpecificQueries", "enable"},
+                    {"setmc", "br0", "timeout", "GroupMembershipInterval", "enable"},
+                    {"setmc", "br0", "aging", "260"}};
+  // Per member: its group, relay flag and broadcast setting.
+  for (const Calls::value_type& m : Calls{{"bwlan1", "1", "r", "enable"}, {"eth0", "1", "r", "enable"},
+                                          {"sta0", "0", "n", "disable"}, {"sta1wlan", "0", "n", "enable"},
+                                          {"wlan0", "1", "r", "enable"}}) {
+    expected.push_back({"setifgrp", "br0", m[0], m[1], m[2]});
+    expected.push_back({"setifbcast", "br0", m[0], m[3]});
+  }
+  EXPECT_EQ(root_.Calls(kHyctl), expected);
   EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd"}});
   EXPECT_EQ(root_.Calls("/sbin/start"), Calls{{"hyd"}});
   EXPECT_TRUE(log_.Contains("Setting IGMPSnooping of br0 to 1, aging 260"));
@@ -190,11 +151,9 @@ TEST_F(HyHelperTest, SnoopingOffSendsNoAgingAndControllersSetNoBridgeMode) {
   root_.WriteFile("usr/orva/etc/node_settings.conf", "igmp_snooping=\"0\"\n");
   HyHelper hy(true, false);
   ASSERT_EQ(hy.SetIGMPSnooping(), 0);
-  EXPECT_EQ(root_.Calls(kHyctl), (Calls{
-                                      {"setmc", "br0", "state", "disable"},
-                                      {"setmc", "br0", "timeout", "GroupSpecificQueries", "disable"},
-                                      {"setmc", "br0", "timeout", "GroupMembershipInterval", "disable"},
-                                  }));
+  EXPECT_EQ(root_.Calls(kHyctl), (Calls{{"setmc", "br0", "state", "disable"},
+                                         {"setmc", "br0", "timeout", "GroupSpecificQueries", "disable"},
+                                         {"setmc", "br0", "timeout", "GroupMembershipInterval", "disable"}}));
   root_.ClearCalls(kHyctl);
   ASSERT_EQ(hy.StartHyd(), 0);
   EXPECT_EQ(root_.Calls(kHyctl).front(), (std::vector<std::string>{"setmc", "br0", "retag", "disable"}));
@@ -232,13 +191,10 @@ TEST_F(HyHelperTest, GuestAndControllerTopologyChooseTheirBridgeFilesAndService)
   HyHelper guest(true, true);
   EXPECT_EQ(guest.GetConfPath(), root_.Join("usr/orva/etc/mesh/hyd_guest.conf"));
   EXPECT_EQ(guest.GetServiceName(), "hyd_guest");
-  const std::string conf = Conf("hyd_guest.conf");
-  EXPECT_NE(conf.find("HybridBridgeInterfaceName=gbr0\nManagedInterfacesList=eth1:ETHER,gwlan0:WLAN\n"
-                      "WlanInterfaces=wifi1:gwlan0\nNoRelayGroupList=\n"),
-            std::string::npos)
-      << conf;
-  EXPECT_NE(conf.find("SwitchCpuPort=6\nSwitchLanVid=3\nVlanIds=3\n"), std::string::npos) << conf;
-  EXPECT_NE(conf.find("[STEERALG]\nGuest=1\n"), std::string::npos) << conf;
+  EXPECT_THAT(Conf("hyd_guest.conf"), AllOf(HasSubstr("HybridBridgeInterfaceName=gbr0\nManagedInterfacesList=eth1:ETHER,"
+                                                        "gwlan0:WLAN\nWlanInterfaces=wifi1:gwlan0\nNoRelayGroupList=\n"),
+                                              HasSubstr("SwitchCpuPort=6\nSwitchLanVid=3\nVlanIds=3\n"),
+                                              HasSubstr("[STEERALG]\nGuest=1\n")));
   EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd_guest"}});
 
   root_.WriteFile("usr/orva/etc/node_settings.conf", "wifi_topology=\"2\"\n");
@@ -265,10 +221,7 @@ TEST_F(HyHelperTest, MissingInputsAreReportedAndWhatCanBeDoneIsStillDone) {
     ASSERT_EQ(lines.size(), 1u) << section;
     EXPECT_EQ(lines[0].priority, LOG_INFO);
   }
-  const std::string conf = Conf();
-  EXPECT_NE(conf.find("[WLANIF2G]\nA=1\n"), std::string::npos) << conf;
-  EXPECT_NE(conf.find("[BANDMON]\nB=2\n"), std::string::npos) << conf;
-  EXPECT_NE(conf.find("SwitchLanVid=1\n"), std::string::npos) << conf;
+  EXPECT_THAT(Conf(), AllOf(HasSubstr("[WLANIF2G]\nA=1\n"), HasSubstr("[BANDMON]\nB=2\n"), HasSubstr("SwitchLanVid=1\n")));
 
   std::filesystem::remove(root_.Join("usr/orva/etc/switchvlan.conf"));
   log_.Clear();
@@ -314,10 +267,8 @@ TEST_F(HyHelperTest, HandEditedListsAreWrittenByName) {
   EXPECT_EQ(hy.DelIf(eth, false), HyHelper::kNoSuchIf);
   EXPECT_EQ(hy.SetIfGrp("eth5", Driver::HY_IF_GRP_0), HyHelper::kNoSuchIf);
   ASSERT_EQ(hy.SetToFile(), 0);
-  EXPECT_NE(Conf().find("ManagedInterfacesList=sta2:WLAN_VLAN,wlan2:WLAN\nWlanInterfaces=radioX:wlan2\n"
-                        "NoRelayGroupList=sta2\n"),
-            std::string::npos)
-      << Conf();
+  EXPECT_THAT(Conf(), HasSubstr("ManagedInterfacesList=sta2:WLAN_VLAN,wlan2:WLAN\nWlanInterfaces=radioX:wlan2\n"
+                                "NoRelayGroupList=sta2\n"));
 }
 
 TEST(HyHelperText, ListsConvertToTheirTextFormsAndBack) {

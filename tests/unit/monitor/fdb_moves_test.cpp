@@ -14,10 +14,7 @@ TEST(FdbMoves, TellsAMovedDeviceFromALoop) {
     uint32_t port;
     const char* expected;  // "" no move, "move 1->2", "loop 1->2"
   };
-  struct Case {
-    const char* name;
-    std::vector<Step> steps;
-  } cases[] = {
+  struct Case { const char* name; std::vector<Step> steps; } cases[] = {
       {"learned once", {{0, 1, ""}, {5000, 1, ""}}},
       {"unplugged and moved", {{0, 1, ""}, {5000, 2, "move 1->2"}}},
       {"going round", {{0, 1, ""}, {100, 2, "loop 1->2"}, {200, 1, "loop 2->1"}}},

@@ -26,10 +26,7 @@ std::string Feed(UplinkState& machine, const std::string& events) {
 }
 
 TEST(UplinkState, MovesWithHysteresis) {
-  struct Case {
-    unsigned n, m;
-    std::string events, moves;
-  } cases[] = {
+  struct Case { unsigned n, m; std::string events, moves; } cases[] = {
       {3, 2, "", ""},
       {3, 2, "Caa", "DEGRADED UP"},
       {3, 2, "Cama", "DEGRADED"},                            // answers must be consecutive

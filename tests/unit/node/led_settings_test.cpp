@@ -34,6 +34,41 @@ std::string OnlyError(const LogCapture& capture) {
 
 const std::string kWeek(168, '1');
 
+// Serializes `value` (over a value that is not empty), expects `json`, and reads it back.
+template <typename T>
+void ExpectRoundTrip(const T& value, const std::string& json) {
+  Json::Value out = "overwritten";
+  EXPECT_EQ(value.Serialize(out), 0);
+  EXPECT_EQ(out, Parse(json));
+  T back;
+  EXPECT_EQ(back.Deserialize(out), 0);
+  EXPECT_EQ(back, value);
+}
+
+// Reads `json` over `record`, expecting `result` and then `expected`.
+template <typename T>
+void ExpectRead(T record, const std::string& json, int result, const T& expected) {
+  EXPECT_EQ(record.Deserialize(Parse(json)), result) << json;
+  EXPECT_EQ(record, expected) << json;
+}
+
+struct RefusedCase {
+  std::string json;
+  std::string error;  // the one error line, or "" to check only the refusal
+};
+
+template <typename T>
+void ExpectRefused(const std::vector<RefusedCase>& cases) {
+  for (const auto& c : cases) {
+    LogCapture capture;
+    T record;
+    EXPECT_EQ(record.Deserialize(Parse(c.json)), -1) << c.json;
+    if (!c.error.empty()) {
+      EXPECT_EQ(OnlyError(capture), c.error) << c.json;
+    }
+  }
+}
+
 TEST(LedMode, ConvertsOnlyTheThreeExactLowerCaseNames) {
   const std::vector<std::pair<LED_MODE, std::string>> named = {
       {LED_MODE::SCHEDULE, "schedule"}, {LED_MODE::SLEEP, "sleep"}, {LED_MODE::NORMAL, "normal"}};
@@ -55,31 +90,26 @@ TEST(LedRecords, DefaultToNoNodeAndANormalOrUnknownMode) {
   EXPECT_EQ(LedScheduleSetting(), (LedScheduleSetting{-1, LED_MODE::UNKNOWN, ""}));
 }
 
-TEST(LedConfig, SerializesEveryFieldAndReadsItBack) {
-  LedConfig config{true, LED_MODE::SCHEDULE, kWeek};
-  Json::Value out = "overwritten";
-  EXPECT_EQ(config.Serialize(out), 0);
-  EXPECT_EQ(out, Parse(R"({"blinking": true, "mode": 0, "schedule": ")" + kWeek + "\"}"));
-  LedConfig back;
-  EXPECT_EQ(back.Deserialize(out), 0);
-  EXPECT_EQ(back, config);
+TEST(LedRecords, SerializeEveryFieldAndReadItBack) {
+  ExpectRoundTrip(LedConfig{true, LED_MODE::SCHEDULE, kWeek},
+                  R"({"blinking": true, "mode": 0, "schedule": ")" + kWeek + "\"}");
+  ExpectRoundTrip(LedBlinkingSetting{17, true}, R"({"id": 17, "blinking": true})");
+  ExpectRoundTrip(LedScheduleSetting{3, LED_MODE::SCHEDULE, kWeek},
+                  R"({"id": 3, "mode": 0, "schedule": ")" + kWeek + "\"}");
 }
 
-TEST(LedConfig, FillsAbsentBlinkingAndScheduleWithDefaults) {
-  LedConfig config{false, LED_MODE::SLEEP, kWeek};
+TEST(LedConfig, TakesWhatItReadsDefaultsTheRestAndKeepsItAfterAFailedCheck) {
   LogCapture capture;
-  EXPECT_EQ(config.Deserialize(Parse(R"({"blinking": true, "mode": 2})")), 0);
-  EXPECT_EQ(config, (LedConfig{true, LED_MODE::NORMAL, ""}));
+  ExpectRead(LedConfig{false, LED_MODE::SLEEP, kWeek}, R"({"blinking": true, "mode": 2})", 0,
+             {true, LED_MODE::NORMAL, ""});
+  ExpectRead(LedConfig{}, R"({"mode": -4})", 0, {false, static_cast<LED_MODE>(-4), ""});  // negative modes pass
   EXPECT_TRUE(capture.Lines().empty());
+  ExpectRead(LedConfig{}, R"({"blinking": true, "mode": 9, "schedule": "ab"})", -1,
+             {true, static_cast<LED_MODE>(9), "ab"});
 }
-
-struct RefusedCase {
-  std::string json;
-  std::string error;
-};
 
 TEST(LedConfig, RefusesBadInputWithOneLine) {
-  const std::vector<RefusedCase> cases = {
+  ExpectRefused<LedConfig>({
       {"null", "Input json value is null"},
       {R"({"blinking": true})", "Invalid led mode: [3]"},
       {R"({"mode": 7})", "Invalid led mode: [7]"},
@@ -89,33 +119,14 @@ TEST(LedConfig, RefusesBadInputWithOneLine) {
        "Invalid led schedule length [169] for [" + std::string(169, 'x') + "]"},
       // A bad mode is reported before a bad schedule.
       {R"({"mode": 5, "schedule": "abc"})", "Invalid led mode: [5]"},
-  };
-  for (const auto& c : cases) {
-    LogCapture capture;
-    LedConfig config;
-    EXPECT_EQ(config.Deserialize(Parse(c.json)), -1) << c.json;
-    EXPECT_EQ(OnlyError(capture), c.error) << c.json;
-  }
+  });
 }
 
-TEST(LedConfig, LetsNegativeModesThrough) {
-  LedConfig config;
-  EXPECT_EQ(config.Deserialize(Parse(R"({"mode": -4})")), 0);
-  EXPECT_EQ(static_cast<int>(config.mode), -4);
-}
 
-TEST(LedConfig, KeepsTheFieldsItReadBeforeAFailedCheck) {
-  LedConfig config;
-  EXPECT_EQ(config.Deserialize(Parse(R"({"blinking": true, "mode": 9, "schedule": "ab"})")), -1);
-  EXPECT_TRUE(config.blinking);
-  EXPECT_EQ(static_cast<int>(config.mode), 9);
-  EXPECT_EQ(config.schedule, "ab");
-}
 
 TEST(LedConfig, RefusesValuesOfTheWrongTypeWithoutThrowing) {
   for (const char* json : {R"({"blinking": "yes", "mode": 2})", R"({"mode": "normal"})",
-                           R"({"mode": 2, "schedule": {}})", R"({"mode": 4294967296})", "[1, 2]",
-                           "\"text\""}) {
+                           R"({"mode": 2, "schedule": {}})", R"({"mode": 4294967296})", "[1, 2]", "\"text\""}) {
     LogCapture capture;
     LedConfig config;
     EXPECT_EQ(config.Deserialize(Parse(json)), -1) << json;
@@ -123,71 +134,33 @@ TEST(LedConfig, RefusesValuesOfTheWrongTypeWithoutThrowing) {
   }
 }
 
-TEST(LedBlinkingSetting, RoundTripsThroughJson) {
-  LedBlinkingSetting setting{17, true};
-  Json::Value out;
-  EXPECT_EQ(setting.Serialize(out), 0);
-  EXPECT_EQ(out, Parse(R"({"id": 17, "blinking": true})"));
-  LedBlinkingSetting back;
-  EXPECT_EQ(back.Deserialize(out), 0);
-  EXPECT_EQ(back, setting);
-}
-
 TEST(LedBlinkingSetting, RefusesARecordWithoutANode) {
-  const std::vector<RefusedCase> cases = {
+  ExpectRefused<LedBlinkingSetting>({
       {"null", "Input json value is null"},
       {R"({"blinking": true})", R"(No node ID in [{"blinking":true}])"},
       {R"({"id": -1, "blinking": false})", R"(No node ID in [{"blinking":false,"id":-1}])"},
-  };
-  for (const auto& c : cases) {
-    LogCapture capture;
-    LedBlinkingSetting setting;
-    EXPECT_EQ(setting.Deserialize(Parse(c.json)), -1) << c.json;
-    EXPECT_EQ(OnlyError(capture), c.error) << c.json;
-  }
+  });
 }
 
 TEST(LedBlinkingSetting, AcceptsAnyOtherNodeIdAndDefaultsBlinkingToOff) {
-  LedBlinkingSetting setting{0, true};
-  EXPECT_EQ(setting.Deserialize(Parse(R"({"id": 0})")), 0);
-  EXPECT_EQ(setting, (LedBlinkingSetting{0, false}));
-  EXPECT_EQ(setting.Deserialize(Parse(R"({"id": -2, "blinking": true})")), 0);
-  EXPECT_EQ(setting, (LedBlinkingSetting{-2, true}));
-}
-
-TEST(LedScheduleSetting, RoundTripsThroughJson) {
-  LedScheduleSetting setting{3, LED_MODE::SCHEDULE, kWeek};
-  Json::Value out;
-  EXPECT_EQ(setting.Serialize(out), 0);
-  EXPECT_EQ(out, Parse(R"({"id": 3, "mode": 0, "schedule": ")" + kWeek + "\"}"));
-  LedScheduleSetting back;
-  EXPECT_EQ(back.Deserialize(out), 0);
-  EXPECT_EQ(back, setting);
+  ExpectRead(LedBlinkingSetting{0, true}, R"({"id": 0})", 0, {0, false});
+  ExpectRead(LedBlinkingSetting{0, true}, R"({"id": -2, "blinking": true})", 0, {-2, true});
 }
 
 TEST(LedScheduleSetting, ChecksNodeThenModeThenSchedule) {
-  const std::vector<RefusedCase> cases = {
+  ExpectRefused<LedScheduleSetting>({
       {"null", "Input json value is null"},
       {R"({"mode": 9, "schedule": "x"})", R"(No node ID in [{"mode":9,"schedule":"x"}])"},
       {R"({"id": 1, "schedule": "x"})", "Invalid led mode: [3]"},
       {R"({"id": 1, "mode": 1, "schedule": "x"})", "Invalid led schedule length [1] for [x]"},
       {R"({"id": 1, "mode": 1, "schedule": 5})", ""},
-  };
-  for (const auto& c : cases) {
-    LogCapture capture;
-    LedScheduleSetting setting;
-    EXPECT_EQ(setting.Deserialize(Parse(c.json)), -1) << c.json;
-    if (!c.error.empty()) {
-      EXPECT_EQ(OnlyError(capture), c.error) << c.json;
-    }
-  }
+  });
 }
 
 TEST(LedScheduleSetting, AcceptsAnEmptyOrFullWeekSchedule) {
   for (const std::string& schedule : {std::string(), kWeek}) {
-    LedScheduleSetting setting;
-    EXPECT_EQ(setting.Deserialize(Parse(R"({"id": 4, "mode": 1, "schedule": ")" + schedule + "\"}")), 0);
-    EXPECT_EQ(setting, (LedScheduleSetting{4, LED_MODE::SLEEP, schedule}));
+    ExpectRead(LedScheduleSetting{}, R"({"id": 4, "mode": 1, "schedule": ")" + schedule + "\"}", 0,
+               {4, LED_MODE::SLEEP, schedule});
   }
 }
 

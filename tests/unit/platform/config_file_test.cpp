@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-
 #include <string>
 #include <vector>
 
@@ -25,20 +24,10 @@ std::string Get(const std::string& path, const std::string& key, int* rc = nullp
 
 TEST(KeyValueFile, ReadsTopLevelKeysTheWayTheRoutersFilesWriteThem) {
   TempDir dir;
-  std::string path = dir.WriteFile("f.conf",
-                                   "# comment=ignored\n"
-                                   "server_addr=\"fe80::1%3\"\n"
-                                   "plain=value with spaces\n"
-                                   "network={\n"
-                                   "\tscan_ssid=1\n"
-                                   "\tssid=\"Mesh\"\n"
-                                   "}\n"
-                                   "empty=\"\"\n"
-                                   "dup=first\n"
-                                   "dup=second\n"
-                                   "[SECTION]\n"
-                                   "inside=hidden\n");
-  struct Case {
+  std::string path = dir.WriteFile("f.conf", "# comment=ignored\nserver_addr=\"fe80::1%3\"\nplain=value with spaces\n"
+                                             "network={\n\tscan_ssid=1\n\tssid=\"Mesh\"\n}\nempty=\"\"\ndup=first\n"
+                                             "dup=second\n[SECTION]\ninside=hidden\n");
+  const struct {
     const char* key;
     int rc;
     const char* value;
@@ -47,7 +36,7 @@ TEST(KeyValueFile, ReadsTopLevelKeysTheWayTheRoutersFilesWriteThem) {
       {"empty", 0, ""},                {"dup", 5, "first"},                {"inside", 0, ""},
       {"comment", 0, ""},              {"missing", 0, ""},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     int rc = 0;
     EXPECT_EQ(Get(path, c.key, &rc), c.value) << c.key;
     EXPECT_EQ(rc, c.rc) << c.key;
@@ -67,21 +56,11 @@ TEST(KeyValueFile, RefusesValuesLongerThanTheBufferAndUnreadableFiles) {
 
 TEST(KeyValueFile, SetAndRemoveLeaveEveryOtherLineAsItWas) {
   TempDir dir;
-  std::string path = dir.WriteFile("mesh.conf",
-                                   "# kept\n"
-                                   "server_addr=\"old\"\n"
-                                   "\n"
-                                   "other=1\n");
+  std::string path = dir.WriteFile("mesh.conf", "# kept\nserver_addr=\"old\"\n\nother=1\n");
   ASSERT_EQ(FileSetKeyValue(path, "server_addr", "192.0.2.1", ValueQuoting::kQuoted), 0);
   ASSERT_EQ(FileSetKeyValue(path, "S1", "Living room", ValueQuoting::kQuoted), 0);
   ASSERT_EQ(FileSetKeyValue(path, "plain", "a", ValueQuoting::kPlain), 0);
-  EXPECT_EQ(TempDir::ReadFile(path),
-            "# kept\n"
-            "server_addr=\"192.0.2.1\"\n"
-            "\n"
-            "other=1\n"
-            "S1=\"Living room\"\n"
-            "plain=a\n");
+  EXPECT_EQ(TempDir::ReadFile(path), "# kept\nserver_addr=\"192.0.2.1\"\n\nother=1\nS1=\"Living room\"\nplain=a\n");
   ASSERT_EQ(FileRemoveKey(path, "server_addr"), 0);
   ASSERT_EQ(FileRemoveKey(path, "never_there"), 0);
   EXPECT_EQ(TempDir::ReadFile(path), "# kept\n\nother=1\nS1=\"Living room\"\nplain=a\n");
@@ -114,32 +93,16 @@ TEST(KeyValueFile, RefusesKeysAndValuesThatWouldBreakTheLineFormat) {
 
 TEST(SectionFile, WritesTopLevelKeysBeforeTheFirstSectionAndSectionKeysInsideTheirSection) {
   TempDir dir;
-  std::string path = dir.WriteFile("hyd.conf",
-                                   "HybridBridgeInterfaceName=old\n"
-                                   "\n"
-                                   "[INTERFACE]\n"
-                                   "ForceGroupRelaying=1\n"
-                                   "\n"
-                                   "[STEERALG]\n"
-                                   "Keep=me\n");
+  std::string path = dir.WriteFile(
+      "hyd.conf", "HybridBridgeInterfaceName=old\n\n[INTERFACE]\nForceGroupRelaying=1\n\n[STEERALG]\nKeep=me\n");
   ASSERT_EQ(FileSetKeyValue(path, "HybridBridgeInterfaceName", "br0", ValueQuoting::kPlain), 0);
   ASSERT_EQ(FileSetKeyValue(path, "ManagedInterfacesList", "eth0:ETHER", ValueQuoting::kPlain), 0);
   ASSERT_EQ(FileSetSectionValue(path, "INTERFACE", "ForceGroupRelaying", "0"), 0);
   ASSERT_EQ(FileSetSectionValue(path, "INTERFACE", "VlanIds", "1,2"), 0);
   ASSERT_EQ(FileSetSectionValue(path, "STAMON", "Mode", "x"), 0);
   EXPECT_EQ(TempDir::ReadFile(path),
-            "HybridBridgeInterfaceName=br0\n"
-            "ManagedInterfacesList=eth0:ETHER\n"
-            "\n"
-            "[INTERFACE]\n"
-            "ForceGroupRelaying=0\n"
-            "VlanIds=1,2\n"
-            "\n"
-            "[STEERALG]\n"
-            "Keep=me\n"
-            "\n"
-            "[STAMON]\n"
-            "Mode=x\n");
+            "HybridBridgeInterfaceName=br0\nManagedInterfacesList=eth0:ETHER\n\n[INTERFACE]\nForceGroupRelaying=0\n"
+            "VlanIds=1,2\n\n[STEERALG]\nKeep=me\n\n[STAMON]\nMode=x\n");
   char buffer[16];
   EXPECT_EQ(FileGetSectionValue(path, "INTERFACE", "VlanIds", buffer, sizeof buffer), 3);
   EXPECT_STREQ(buffer, "1,2");
@@ -149,15 +112,8 @@ TEST(SectionFile, WritesTopLevelKeysBeforeTheFirstSectionAndSectionKeysInsideThe
 
 TEST(SectionFile, EnumeratesSectionsAndTheirEntriesInFileOrder) {
   TempDir dir;
-  std::string path = dir.WriteFile("lbd.conf",
-                                   "top=1\n"
-                                   "[WLANIF2G]\n"
-                                   "; comment\n"
-                                   "b=2\n"
-                                   "a=\"1\"\n"
-                                   "[ EMPTY ]\n"
-                                   "[BANDMON]\n"
-                                   "x=\n");
+  const std::string path =
+      dir.WriteFile("lbd.conf", "top=1\n[WLANIF2G]\n; comment\nb=2\na=\"1\"\n[ EMPTY ]\n[BANDMON]\nx=\n");
   std::vector<std::string> sections;
   ASSERT_EQ(FileListSections(path, sections), 0);
   EXPECT_EQ(sections, (std::vector<std::string>{"WLANIF2G", "EMPTY", "BANDMON"}));

@@ -6,34 +6,27 @@
 #include <string>
 #include <vector>
 
-#include "orvamesh/platform/system_root.h"
 #include "platform/webapi_settings.h"
+#include "support/fixture_root.h"
 #include "support/log_capture.h"
-#include "support/temp_dir.h"
 
 namespace {
 
 using orva::platform::CredRequestMgr;
-using orva::platform::SystemRoot;
 using orva::platform::WebapiSettings;
 using orva::test::LogCapture;
-using orva::test::TempDir;
 
 class WebapiPlatform : public ::testing::Test {
  protected:
   void SetUp() override {
-    previous_ = SystemRoot::Get();
-    SystemRoot::Set(root_.Path());
     root_.WriteFile("etc/orvamesh/webapi/credentials.json",
                     R"({"mesh": {"user": "admin", "password": "pw"}, "half": {"user": "admin"}})");
   }
-  void TearDown() override { SystemRoot::Set(previous_); }
 
-  TempDir root_;
-  std::string previous_;
+  orva::test::FixtureRoot root_;
 };
 
-TEST_F(WebapiPlatform, RefusesCallsItCannotMakeWithAReason) {
+TEST_F(WebapiPlatform, RefusesCallsItCannotMakeWithAReasonAndRunsABatchOnce) {
   struct Case {
     std::string host, scheme;
     int port;
@@ -66,6 +59,10 @@ TEST_F(WebapiPlatform, RefusesCallsItCannotMakeWithAReason) {
   EXPECT_EQ(manager.GetRequest(2), nullptr);
   EXPECT_EQ(manager.GetRequest(-1), nullptr);
   EXPECT_EQ(manager.GetResponse(7), "");
+  CredRequestMgr once;
+  EXPECT_TRUE(once.Run());
+  EXPECT_FALSE(once.Run());
+  EXPECT_EQ(once.GetError(), CredRequestMgr::kAlreadyRun);
 }
 
 TEST_F(WebapiPlatform, TakesOnlyAddressLiteralsAndHostNamesAsHosts) {
@@ -101,13 +98,6 @@ TEST_F(WebapiPlatform, RefusesUploadsThatAreNotReadableFiles) {
     EXPECT_EQ(manager.GetError(), CredRequestMgr::kBadUpload);
   }
   EXPECT_FALSE(call->SetUploadFile(nullptr, file.c_str()));
-}
-
-TEST_F(WebapiPlatform, RunsABatchOnlyOnce) {
-  CredRequestMgr manager;
-  EXPECT_TRUE(manager.Run());
-  EXPECT_FALSE(manager.Run());
-  EXPECT_EQ(manager.GetError(), CredRequestMgr::kAlreadyRun);
 }
 
 TEST_F(WebapiPlatform, SettingsOverrideTheDefaultsAndSkipBadLines) {

@@ -4,10 +4,10 @@
 #include <net/if.h>
 
 #include <regex>
-#include <set>
 #include <string>
 
 #include "orvamesh/base/exception.h"
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -18,8 +18,7 @@ TEST(IPAddress, ClassifiesAddressesOfBothFamilies) {
   struct Case {
     const char* text;
     IPAddress::Family family;
-    bool linkLocal;
-    bool multicast;
+    bool linkLocal, multicast;
     const char* canonical;
   } cases[] = {
       {"fe80::1", IPAddress::Family::IPV6, true, false, "fe80::1"},
@@ -51,12 +50,8 @@ TEST(IPAddress, RefusesTextThatIsNoNumericAddress) {
     EXPECT_EQ(untouched.ToString(), "::1");
     EXPECT_THROW(IPAddress{text}, Exception::InvalidArgumentException) << text;
   }
-  try {
-    IPAddress bad("fe80::zz");
-    FAIL();
-  } catch (const Exception::InvalidArgumentException& e) {
-    EXPECT_TRUE(std::regex_search(e.what(), std::regex(": Ill-formed IP address \\[fe80::zz\\]$"))) << e.what();
-  }
+  const std::string what = orva::test::ThrownText<Exception::InvalidArgumentException>([] { IPAddress("fe80::zz"); });
+  EXPECT_TRUE(std::regex_search(what, std::regex(": Ill-formed IP address \\[fe80::zz\\]$"))) << what;
 }
 
 TEST(IPAddress, GivesSixteenBytesForEveryNonEmptyAddress) {
@@ -73,28 +68,24 @@ TEST(IPAddressZone, QualifiesOnlyLinkLocalIPv6WithTheInterfaceIndex) {
   const std::string lo = std::to_string(if_nametoindex("lo"));
   EXPECT_EQ(IPAddress("fe80::1").AppendIPv6LinkLocalIndex("lo"), "fe80::1%" + lo);
   EXPECT_EQ(IPAddress("169.254.0.1").AppendIPv6LinkLocalIndex("lo"), "169.254.0.1");
-  struct Case {
-    const char* host;
-    std::string expected;
-  } cases[] = {
+  const std::pair<const char*, std::string> cases[] = {
       {"fe80::224:e7ff:fe01:203", "fe80::224:e7ff:fe01:203%" + lo},
       {"fe80::1%7", "fe80::1%7"},
       {"ff02::1", "ff02::1"},
       {"192.168.1.1", "192.168.1.1"},
       {"node.local", "node.local"},
   };
-  for (const Case& c : cases) EXPECT_EQ(IPAddress::AppendIPv6LinkLocalIndex(c.host, "lo"), c.expected) << c.host;
+  for (const auto& [host, expected] : cases) {
+    EXPECT_EQ(IPAddress::AppendIPv6LinkLocalIndex(host, "lo"), expected) << host;
+  }
 }
 
 TEST(IPAddressZone, FailsClearlyForAnEmptyOrUnknownInterface) {
   EXPECT_THROW(IPAddress("fe80::1").AppendIPv6LinkLocalIndex(""), Exception::InvalidArgumentException);
   EXPECT_THROW(IPAddress::AppendIPv6LinkLocalIndex("2001:db8::1", ""), Exception::InvalidArgumentException);
-  try {
-    IPAddress("fe80::1").AppendIPv6LinkLocalIndex("orvanosuch0");
-    FAIL();
-  } catch (const Exception::RuntimeException& e) {
-    EXPECT_NE(std::string(e.what()).find("Interface [orvanosuch0] does not exist"), std::string::npos) << e.what();
-  }
+  const std::string what = orva::test::ThrownText<Exception::RuntimeException>(
+      [] { IPAddress("fe80::1").AppendIPv6LinkLocalIndex("orvanosuch0"); });
+  EXPECT_NE(what.find("Interface [orvanosuch0] does not exist"), std::string::npos) << what;
 }
 
 }  // namespace

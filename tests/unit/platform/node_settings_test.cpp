@@ -2,25 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include "orvamesh/platform/system_root.h"
 #include "platform/net_if.h"
-#include "support/temp_dir.h"
+#include "support/fixture_root.h"
 
 namespace {
 
-using orva::platform::SystemRoot;
-using orva::test::TempDir;
 
 class NodeSettings : public ::testing::Test {
  protected:
-  void SetUp() override {
-    saved_ = SystemRoot::Get();
-    SystemRoot::Set(root_.Path());
-  }
-  void TearDown() override { SystemRoot::Set(saved_); }
   void Write(const std::string& content) { root_.WriteFile("usr/orva/etc/node_settings.conf", content); }
-  TempDir root_;
-  std::string saved_;
+  orva::test::FixtureRoot root_;
 };
 
 TEST_F(NodeSettings, FallBackToTheRoutersDefaultsWhenNothingIsSet) {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/process_runner.h"
-#include "support/temp_dir.h"
+#include "support/fixture_root.h"
 
 namespace {
 
@@ -37,10 +37,8 @@ TEST_F(SystemRootTest, MapsAbsolutePathsBelowTheRoot) {
 }
 
 TEST_F(SystemRootTest, ProgramsRunFromTheRootAndGetEveryArgumentVerbatim) {
-  orva::test::TempDir root;
-  root.WriteFile("usr/bin/record",
-                 "#!/bin/sh\nfor a in \"$@\"; do printf '<%s>' \"$a\"; done\nexit 3\n", 0755);
-  SystemRoot::Set(root.Path());
+  orva::test::FixtureRoot root;
+  root.WriteFile("usr/bin/record", "#!/bin/sh\nfor a in \"$@\"; do printf '<%s>' \"$a\"; done\nexit 3\n", 0755);
   std::string out;
   int rc = orva::platform::RunProgramCapture({"/usr/bin/record", "wlan0; reboot", "", "a b", "$(id)"}, out);
   EXPECT_EQ(rc, 3);
@@ -48,8 +46,7 @@ TEST_F(SystemRootTest, ProgramsRunFromTheRootAndGetEveryArgumentVerbatim) {
 }
 
 TEST_F(SystemRootTest, AMissingProgramIsAFailureNotACrash) {
-  orva::test::TempDir root;
-  SystemRoot::Set(root.Path());
+  orva::test::FixtureRoot root;
   EXPECT_NE(orva::platform::RunProgram({"/usr/bin/absent"}), 0);
   EXPECT_EQ(orva::platform::RunProgram({}), -1);
 }

@@ -5,32 +5,24 @@
 #include <string>
 #include <vector>
 
-#include "orvamesh/platform/system_root.h"
+#include "support/fixture_root.h"
 #include "support/log_capture.h"
-#include "support/temp_dir.h"
 
 namespace {
 
 using ORVA::Wifi::WifiClient;
-using orva::platform::SystemRoot;
 
 class WifiClientTest : public ::testing::Test {
  protected:
-  void SetUp() override { SystemRoot::Set(root_.Path()); }
-  void TearDown() override { SystemRoot::Set(saved_); }
   void WriteRegionFile(const std::string& content) { root_.WriteFile("etc/orvawifi/region.conf", content); }
 
-  std::string saved_ = SystemRoot::Get();
-  orva::test::TempDir root_;
+  orva::test::FixtureRoot root_;
   orva::test::LogCapture capture_;
   WifiClient client_;
 };
 
 TEST_F(WifiClientTest, ReadsTheLocalCountryFromTheRegionFile) {
-  struct Case {
-    const char* content;
-    const char* code;  // nullptr: no usable country
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {  // content, country (nullptr: none usable)
       {"country_code=US\n", "US"},
       {"# region\n\n  country_code = \"de\"  \r\nchannel=36\n", "DE"},
       {"country_code=FR\ncountry_code=IT", "IT"},
@@ -40,13 +32,13 @@ TEST_F(WifiClientTest, ReadsTheLocalCountryFromTheRegionFile) {
       {"country_code=USA\n", nullptr},
       {"", nullptr},
   };
-  for (const Case& c : cases) {
-    WriteRegionFile(c.content);
+  for (const auto& [content, country] : cases) {
+    WriteRegionFile(content);
     capture_.Clear();
     std::string code = "untouched";
-    EXPECT_EQ(client_.GetLocalCountryCode(code), c.code ? 0 : -1) << c.content;
-    EXPECT_EQ(code, c.code ? c.code : "untouched");
-    EXPECT_EQ(capture_.Lines().size(), c.code ? 0u : 1u) << c.content;
+    EXPECT_EQ(client_.GetLocalCountryCode(code), country ? 0 : -1) << content;
+    EXPECT_EQ(code, country ? country : "untouched");
+    EXPECT_EQ(capture_.Lines().size(), country ? 0u : 1u) << content;
   }
 }
 

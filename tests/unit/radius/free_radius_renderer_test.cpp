@@ -58,15 +58,13 @@ TEST(FreeRadiusQuoting, OnlyTheQuoteIsEscaped) {
   for (const auto& c : cases) EXPECT_EQ(FreeRadiusRenderer::Quote(c.value), c.quoted) << c.value;
 }
 
-TEST(FreeRadiusRendering, ClientsCarryAddressSecretAndShortName) {
-  const std::string clients = FileOf(FreeRadiusRenderer::Render(Sample()), "clients.conf");
+TEST(FreeRadiusRendering, ClientsCarryAddressSecretAndShortNameAndServersPoolsAndRealmsFollowTheirTypes) {
+  const std::vector<RenderedFile> files = FreeRadiusRenderer::Render(Sample());
+  const std::string clients = FileOf(files, "clients.conf");
   EXPECT_TRUE(Has(clients, "client 'aps' {\n\tipaddr = '192.168.8.0/24'\n\tsecret = 'ap\\'secret'\n\tshortname = 'aps'\n"))
       << clients;
   EXPECT_TRUE(Has(clients, "client 'aps6' {\n\tipv6addr = 'fd00::/64'\n")) << clients;
-}
-
-TEST(FreeRadiusRendering, HomeServersPoolsAndRealmsFollowTheirTypes) {
-  const std::string proxy = FileOf(FreeRadiusRenderer::Render(Sample()), "proxy.conf");
+  const std::string proxy = FileOf(files, "proxy.conf");
   EXPECT_TRUE(Has(proxy, "home_server 'h1' {\n\ttype = 'auth'\n\tipaddr = '10.0.0.5'\n\tport = '1812'\n")) << proxy;
   EXPECT_TRUE(Has(proxy, "\tresponse_window = '5'\n\tstatus_check = 'status-server'\n")) << proxy;
   EXPECT_TRUE(Has(proxy, "home_server 'h2' {\n\ttype = 'auth+acct'\n")) << proxy;

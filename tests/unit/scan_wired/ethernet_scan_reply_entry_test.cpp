@@ -71,11 +71,7 @@ TEST(EthernetScanReplyEntry, MissingKeysAndValuesOfTheWrongKindAreIllFormed) {
 }
 
 TEST(EthernetScanReplyEntry, AddressTextsMustParse) {
-  const struct {
-    const char* key;
-    const char* text;
-    const char* message;
-  } cases[] = {
+  const struct { const char* key; const char* text; const char* message; } cases[] = {
       {"ipv6_address", "fe80::1::2", "Ill-formed IPv6 address [fe80::1::2]"},
       {"ipv6_address", "192.0.2.1", "Ill-formed IPv6 address [192.0.2.1]"},
       {"mac_address", "2:0:ab:c:d", "ether_aton failed on [2:0:ab:c:d]"},

@@ -59,11 +59,7 @@ TEST(FieldStream, FirstOccurrenceWinsAndUnknownTypesAreLoggedAndSkipped) {
 
 TEST(FieldStream, FailuresNameTheirCause) {
   const Bytes complete = KnownResponseStream();
-  const struct {
-    const char* what;
-    Bytes stream;
-    const char* message;
-  } cases[] = {
+  const struct { const char* what; Bytes stream; const char* message; } cases[] = {
       {"nothing", {}, "Missing fields in the packet: [0 1 2 3 4 5 6 7 8 10]"},
       {"no port, no uptime", Fields({0, 1, 2, 3, 4, 5, 6, 7}), "Missing fields in the packet: [8 10]"},
       {"a probe's key instead of uptime", Concat({Fields({0, 1, 2, 3, 4, 5, 6, 7, 8}), Ext8(9, Key(0))}),

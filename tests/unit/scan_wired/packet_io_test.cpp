@@ -39,10 +39,7 @@ TEST(ProbeDatagram, IsTheHeaderFollowedByTheClearFieldStream) {
 
 TEST(ProbeDatagram, SizeLimitsApplyToThePayloadThenToThePacket) {
   EXPECT_EQ(BuildProbePacket(ProbePacket(Bytes(8180, 1))).size(), 8192u);  // key in an ext 16 object
-  const struct {
-    unsigned long keySize;
-    const char* message;
-  } cases[] = {
+  const struct { unsigned long keySize; const char* message; } cases[] = {
       {8181, "Packet size [8193] exceed spec upper limit [8192]"},
       {65531, "Packet size [65543] exceed spec upper limit [8192]"},
       {65532, "Payload size [65536] exceed header payload field upper limit [65535]"},
@@ -61,10 +58,7 @@ TEST(ProbeDatagram, MalformedDatagramsAreRefusedAsMalformed) {
   foreign[3] = 0xAC;
   Bytes claimsMore = good;
   claimsMore[7] = 0x24;
-  const struct {
-    Bytes datagram;
-    const char* message;
-  } cases[] = {
+  const struct { Bytes datagram; const char* message; } cases[] = {
       {Bytes(good.begin(), good.begin() + 7), "Recieved packet size [7] smaller than header size"},
       {foreign, "Signature mistmatch"},
       {Concat({good, {0}}), "Mistmatch between received packet payload size [36] and payload size in header [35]"},
@@ -117,11 +111,7 @@ TEST(ResponseDatagram, OnlyTheScansOwnKeyOpensIt) {
   const Bytes datagram = BuildResponsePacket(KnownResponse(), cap.publicKey);
   Bytes altered = datagram;
   altered[20] ^= 0x01;
-  const struct {
-    Bytes datagram;
-    const KeyPair* keys;
-    const char* message;
-  } cases[] = {
+  const struct { Bytes datagram; const KeyPair* keys; const char* message; } cases[] = {
       {datagram, &other, "Fail to decrypt response"},
       {altered, &cap, "Fail to decrypt response"},
       {Framed(Bytes(48, 0x5A)), &cap, "Fail to decrypt response"},

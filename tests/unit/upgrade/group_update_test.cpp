@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <mutex>
 #include <thread>
 
@@ -19,8 +18,7 @@ using S = NODE_UPDATE_STATE;
 struct Journal {
   std::mutex mutex;
   std::vector<std::string> started;
-  std::atomic<int> running{0};
-  std::atomic<int> mostAtOnce{0};
+  int running = 0, mostAtOnce = 0;
 };
 
 class RecordingUpdater : public NodeUpdater {
@@ -32,13 +30,11 @@ class RecordingUpdater : public NodeUpdater {
     {
       std::lock_guard<std::mutex> lock(journal_.mutex);
       journal_.started.push_back(id_);
-    }
-    const int now = ++journal_.running;
-    int seen = journal_.mostAtOnce;
-    while (now > seen && !journal_.mostAtOnce.compare_exchange_weak(seen, now)) {
+      journal_.mostAtOnce = std::max(journal_.mostAtOnce, ++journal_.running);
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));  // stands in for the writer
     progress(Client::UPDATE_STAGE::UPGRADING, 50);
+    std::lock_guard<std::mutex> lock(journal_.mutex);
     --journal_.running;
     if (fails_) ORVA_THROW(NodeUpdateException, "writer failed on " + id_);
   }

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sodium.h>
 
@@ -7,6 +8,7 @@
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
 #include "orvamesh/upgrade/update_feed.h"
 #include "platform/process_runner.h"
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -48,15 +50,6 @@ std::string Feed(const std::string& items) {
          items + "</channel></rss>";
 }
 
-std::string Refusal(const std::function<void()>& fn) {
-  try {
-    fn();
-  } catch (const FeedException& e) {
-    return e.what();
-  }
-  return "accepted";
-}
-
 TEST(UpdateFeed, ReadsTheItemsOfAFeedSignedByThePinnedKey) {
   const Signer signer;
   const std::string feed = Feed(Item("m-1", "5.3.0", 75000, 2) + Item("m-2", "5.4.0", 76000, 0));
@@ -82,9 +75,7 @@ TEST(UpdateFeed, RefusesEveryFeedItCannotTrust) {
   const std::string noSha = Feed("<item><o:model>m</o:model></item>");
   std::string badBuild = Feed(Item("m", "1", 1, 1));
   badBuild.replace(badBuild.find("<o:build>1"), 10, "<o:build>x");
-  struct Case {
-    std::string feed, signature, key, needle;
-  };
+  struct Case { std::string feed, signature, key, needle; };
   const std::vector<Case> cases = {
       {feed, "", signer.PublicHex(), "not signed"},
       {changed, signer.Sign(feed), signer.PublicHex(), "does not match"},
@@ -96,8 +87,8 @@ TEST(UpdateFeed, RefusesEveryFeedItCannotTrust) {
       {badBuild, signer.Sign(badBuild), signer.PublicHex(), "build 'x"},
   };
   for (const auto& c : cases) {
-    const std::string refusal = Refusal([&] { UpdateFeed::Verify(c.feed, c.signature, c.key); });
-    EXPECT_NE(refusal.find(c.needle), std::string::npos) << c.needle << ": " << refusal;
+    EXPECT_THAT(orva::test::ThrownText<FeedException>([&] { UpdateFeed::Verify(c.feed, c.signature, c.key); }),
+                testing::HasSubstr(c.needle));
   }
 }
 
@@ -127,11 +118,7 @@ TEST(UpdateFeed, OffersOnlyTheNewestNewerImageOfTheNodesModel) {
     return e;
   };
   const std::vector<FeedEntry> entries = {Entry("m", 100, 0), Entry("m", 100, 3), Entry("m", 99, 9), Entry("other", 500, 0)};
-  struct Case {
-    unsigned build, update;
-    bool force;
-    std::optional<std::pair<unsigned, unsigned>> offered;
-  };
+  struct Case { unsigned build, update; bool force; std::optional<std::pair<unsigned, unsigned>> offered; };
   const std::vector<Case> cases = {
       {90, 0, false, std::make_pair(100u, 3u)},
       {100, 0, false, std::make_pair(100u, 3u)},

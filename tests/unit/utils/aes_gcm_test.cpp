@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "orvamesh/base/exception.h"
 #include "orvamesh/utils/aes_gcm.h"
 #include "platform/process_runner.h"
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -24,14 +23,7 @@ std::string ToHex(const Bytes& bytes) {
   return out;
 }
 
-std::string Refusal(const std::function<void()>& fn) {
-  try {
-    fn();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "accepted";
-}
+constexpr auto Refusal = orva::test::ThrownText<std::exception>;
 
 TEST(Key256, ReadsOnlyLowerCaseHexOfTheRightLength) {
   const std::string good(64, 'a');

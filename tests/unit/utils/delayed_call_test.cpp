@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
-#include <dirent.h>
 
 #include <atomic>
+#include <filesystem>
 #include <mutex>
 #include <stdexcept>
 #include <vector>
@@ -61,11 +61,7 @@ TEST(DelayedCall, AThrowingCallIsLoggedAndTheThreadGoesOn) {
 }
 
 size_t Threads() {
-  size_t count = 0;
-  DIR* dir = ::opendir("/proc/self/task");
-  while (::readdir(dir) != nullptr) ++count;
-  ::closedir(dir);
-  return count;
+  return std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator());
 }
 
 TEST(DelayedCall, DestructionCancelsTheRestAndLeavesNoThread) {

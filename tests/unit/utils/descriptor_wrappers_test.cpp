@@ -6,82 +6,89 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <functional>
+#include <regex>
 #include <string>
 #include <thread>
 
-#include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/base/exception.h"
+#include "orvamesh/utils/epoll_wrapper.h"
 #include "orvamesh/utils/pipe_wrapper.h"
 #include "orvamesh/utils/rwlock.h"
 #include "orvamesh/utils/socket_wrapper.h"
 #include "support/log_capture.h"
+#include "support/thrown_text.h"
 #include "support/wait_until.h"
 #include "utils/posix_seam.h"
 
 namespace {
 
 using namespace ORVA::MESH::SDK;
-using Exception::RuntimeException;
 using orva::test::LogCapture;
-
-std::string WhatOf(const std::function<void()>& fn) {
-  try {
-    fn();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "<no exception>";
-}
+constexpr auto WhatOf = orva::test::ThrownText<std::exception>;
 
 bool IsOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
 
-epoll_event InEvent(int fd) {
-  epoll_event e{};
-  e.events = EPOLLIN;
-  e.data.fd = fd;
-  return e;
+// Makes close() fail with `code` for the lifetime of the seam.
+void FailClose(Seam::ScopedPosixOverride& seam, int code) {
+  static int failure;
+  failure = code;
+  seam->close = [](int) {
+    errno = failure;
+    return -1;
+  };
 }
 
-TEST(EpollWrapper, WaitTimesOutWithAnEmptyVector) {
-  EpollWrapper epoll(EPOLL_CLOEXEC);
-  PipeWrapper pipe(O_CLOEXEC);
-  epoll.AddFd(pipe.GetReadFd(), InEvent(pipe.GetReadFd()));
-  EXPECT_TRUE(epoll.Wait(4, 10).empty());
-}
+// An epoll set watching the read end of a pipe.
+class EpollOnPipe : public ::testing::Test {
+ protected:
+  void SetUp() override { epoll_.AddFd(pipe_.GetReadFd(), InEvent()); }
+  epoll_event InEvent() {
+    epoll_event e{};
+    e.events = EPOLLIN;
+    e.data.fd = pipe_.GetReadFd();
+    return e;
+  }
+  PipeWrapper pipe_{O_CLOEXEC};
+  EpollWrapper epoll_{EPOLL_CLOEXEC};
+};
 
-TEST(EpollWrapper, ReturnsOnlyTheReadyEvents) {
-  EpollWrapper epoll(EPOLL_CLOEXEC);
-  PipeWrapper pipe(O_CLOEXEC);
-  epoll.AddFd(pipe.GetReadFd(), InEvent(pipe.GetReadFd()));
-  ASSERT_EQ(write(pipe.GetWriteFd(), "x", 1), 1);
-  auto events = epoll.PWait(8, 1000, nullptr);
+TEST_F(EpollOnPipe, WaitsForTheReadyEventsOnlyAndTimesOutEmpty) {
+  EXPECT_TRUE(epoll_.Wait(4, 10).empty());
+  ASSERT_EQ(write(pipe_.GetWriteFd(), "x", 1), 1);
+  auto events = epoll_.PWait(8, 1000, nullptr);
   ASSERT_EQ(events.size(), 1u);
-  EXPECT_EQ(events[0].data.fd, pipe.GetReadFd());
+  EXPECT_EQ(events[0].data.fd, pipe_.GetReadFd());
 }
 
-TEST(EpollWrapper, DeletingADescriptorNeverAddedThrowsAndLeavesTheSetAlone) {
-  EpollWrapper epoll(EPOLL_CLOEXEC);
-  PipeWrapper pipe(O_CLOEXEC);
-  epoll.AddFd(pipe.GetReadFd(), InEvent(pipe.GetReadFd()));
-  std::string what = WhatOf([&] { epoll.DelFd(pipe.GetWriteFd()); });
+TEST_F(EpollOnPipe, ThrowsOnBadRegistrationsAndLeavesTheSetAlone) {
+  std::string what = WhatOf([&] { epoll_.DelFd(pipe_.GetWriteFd()); });
   EXPECT_NE(what.find("utils/epoll_wrapper:EpollCtl:"), std::string::npos) << what;
   EXPECT_NE(what.find(": Fail to call epoll_ctl, errno: [2]"), std::string::npos) << what;
-  EXPECT_EQ(epoll.GetRegisteredFds(), std::set<int>{pipe.GetReadFd()});
+  EXPECT_THROW(epoll_.AddFd(pipe_.GetReadFd(), InEvent()), Exception::RuntimeException);
+  EXPECT_EQ(epoll_.GetRegisteredFds(), std::set<int>{pipe_.GetReadFd()});
+  epoll_.ClearFd();
+  EXPECT_TRUE(epoll_.GetRegisteredFds().empty());
 }
 
-TEST(EpollWrapper, AddingTwiceThrowsAndKeepsOneEntry) {
-  EpollWrapper epoll(EPOLL_CLOEXEC);
-  PipeWrapper pipe(O_CLOEXEC);
-  epoll.AddFd(pipe.GetReadFd(), InEvent(pipe.GetReadFd()));
-  EXPECT_THROW(epoll.AddFd(pipe.GetReadFd(), InEvent(pipe.GetReadFd())), RuntimeException);
-  EXPECT_EQ(epoll.GetRegisteredFds().size(), 1u);
-  epoll.ClearFd();
-  EXPECT_TRUE(epoll.GetRegisteredFds().empty());
+TEST_F(EpollOnPipe, ClosingTheWriteEndTwiceIsHarmlessAndTheReadEndSeesHangUp) {
+  pipe_.CloseWriteFd();
+  EXPECT_NO_THROW(pipe_.CloseWriteFd());
+  EXPECT_EQ(pipe_.GetWriteFd(), -1);
+  auto events = epoll_.Wait(1, 1000);
+  ASSERT_EQ(events.size(), 1u);
+  EXPECT_TRUE(events[0].events & EPOLLHUP);
 }
 
-TEST(EpollWrapper, CreationFailureCarriesTheErrno) {
-  std::string what = WhatOf([] { EpollWrapper bad(-1); });
-  EXPECT_NE(what.find("Fail to create epoll, errno: [22]"), std::string::npos) << what;
+TEST_F(EpollOnPipe, AMovedWrapperKeepsTheDescriptorAndItsDestructorClosesIt) {
+  const int fd = epoll_.GetFd();
+  {
+    EpollWrapper moved(std::move(epoll_));
+    EXPECT_EQ(epoll_.GetFd(), -1);
+    EXPECT_EQ(moved.GetFd(), fd);
+    EXPECT_TRUE(IsOpen(fd));
+  }
+  EXPECT_FALSE(IsOpen(fd));
 }
 
 TEST(EpollWrapper, ASignalInterruptingTheWaitThrowsWithErrno4) {
@@ -115,36 +122,17 @@ TEST(EpollWrapper, ASignalInterruptingTheWaitThrowsWithErrno4) {
   EXPECT_NE(what.find("epoll_pwait failed, errno: [4]"), std::string::npos) << what;
 }
 
-TEST(EpollWrapper, DestructorDeregistersAndClosesWithoutThrowing) {
-  int epollFd;
-  PipeWrapper pipe(O_CLOEXEC);
-  {
-    EpollWrapper epoll(EPOLL_CLOEXEC);
-    epoll.AddFd(pipe.GetReadFd(), InEvent(pipe.GetReadFd()));
-    epollFd = epoll.GetFd();
+TEST(DescriptorWrappers, CreationFailureCarriesTheErrno) {
+  const std::pair<std::function<void()>, std::string> cases[] = {
+      {[] { EpollWrapper bad(-1); }, "Fail to create epoll, errno: \\[22\\]"},
+      {[] { PipeWrapper bad(-1); }, "Fail to open pipe, errno: \\[22\\]"},
+      {[] { SocketWrapper bad(-7, SOCK_DGRAM, 0); },
+       "utils/socket_wrapper:SocketWrapper:.*Fail to open socket, errno: \\[97\\]"},
+  };
+  for (const auto& [create, message] : cases) {
+    const std::string what = WhatOf(create);
+    EXPECT_TRUE(std::regex_search(what, std::regex(message))) << what;
   }
-  EXPECT_FALSE(IsOpen(epollFd));
-}
-
-TEST(EpollWrapper, AMovedFromWrapperOwnsNothing) {
-  EpollWrapper first(EPOLL_CLOEXEC);
-  int fd = first.GetFd();
-  EpollWrapper second(std::move(first));
-  EXPECT_EQ(first.GetFd(), -1);
-  EXPECT_EQ(second.GetFd(), fd);
-  EXPECT_TRUE(IsOpen(fd));
-}
-
-TEST(PipeWrapper, ClosingTheWriteEndTwiceIsHarmlessAndTheReadEndSeesHangUp) {
-  PipeWrapper pipe(O_CLOEXEC);
-  EpollWrapper epoll(EPOLL_CLOEXEC);
-  epoll.AddFd(pipe.GetReadFd(), InEvent(pipe.GetReadFd()));
-  pipe.CloseWriteFd();
-  EXPECT_NO_THROW(pipe.CloseWriteFd());
-  EXPECT_EQ(pipe.GetWriteFd(), -1);
-  auto events = epoll.Wait(1, 1000);
-  ASSERT_EQ(events.size(), 1u);
-  EXPECT_TRUE(events[0].events & EPOLLHUP);
 }
 
 TEST(PipeWrapper, ACloseThatFailsThrowsAndKeepsTheDescriptor) {
@@ -152,10 +140,7 @@ TEST(PipeWrapper, ACloseThatFailsThrowsAndKeepsTheDescriptor) {
   int readFd = pipe.GetReadFd();
   {
     Seam::ScopedPosixOverride seam;
-    seam->close = [](int) {
-      errno = EIO;
-      return -1;
-    };
+    FailClose(seam, EIO);
     std::string what = WhatOf([&] { pipe.CloseReadFd(); });
     EXPECT_NE(what.find("utils/pipe_wrapper:_CloseReadFd:"), std::string::npos) << what;
     EXPECT_NE(what.find("Fail to close pipe read fd, errno: [5]"), std::string::npos) << what;
@@ -164,16 +149,11 @@ TEST(PipeWrapper, ACloseThatFailsThrowsAndKeepsTheDescriptor) {
 }
 
 TEST(PipeWrapper, ADestructorWhoseCloseFailsLogsAndDoesNotThrow) {
-  int fds[2];
   LogCapture failing;
   Seam::ScopedPosixOverride seam;
   auto* pipe = new PipeWrapper(O_CLOEXEC);
-  fds[0] = pipe->GetReadFd();
-  fds[1] = pipe->GetWriteFd();
-  seam->close = [](int) {
-    errno = EBADF;
-    return -1;
-  };
+  const int fds[2] = {pipe->GetReadFd(), pipe->GetWriteFd()};
+  FailClose(seam, EBADF);
   EXPECT_NO_FATAL_FAILURE(delete pipe);
   auto lines = failing.Matching("Unhandled exception in destructor: ");
   ASSERT_EQ(lines.size(), 2u);
@@ -183,12 +163,7 @@ TEST(PipeWrapper, ADestructorWhoseCloseFailsLogsAndDoesNotThrow) {
   ::close(fds[1]);
 }
 
-TEST(PipeWrapper, CreationFailureCarriesTheErrno) {
-  std::string what = WhatOf([] { PipeWrapper bad(-1); });
-  EXPECT_NE(what.find("Fail to open pipe, errno: [22]"), std::string::npos) << what;
-}
-
-TEST(SocketWrapper, OpensAndClosesItsDescriptor) {
+TEST(SocketWrapper, ClosesItsDescriptorAndLogsACloseFailure) {
   int fd;
   {
     SocketWrapper socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -196,73 +171,44 @@ TEST(SocketWrapper, OpensAndClosesItsDescriptor) {
     EXPECT_TRUE(IsOpen(fd));
   }
   EXPECT_FALSE(IsOpen(fd));
-}
-
-TEST(SocketWrapper, CreationFailureCarriesTheErrno) {
-  std::string what = WhatOf([] { SocketWrapper bad(-7, SOCK_DGRAM, 0); });
-  EXPECT_NE(what.find("utils/socket_wrapper:SocketWrapper:"), std::string::npos) << what;
-  EXPECT_NE(what.find("Fail to open socket, errno: [97]"), std::string::npos) << what;
-}
-
-TEST(SocketWrapper, ACloseFailureInTheDestructorIsLogged) {
   LogCapture capture;
-  int fd;
   {
     SocketWrapper socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     fd = socket.GetFd();
     Seam::ScopedPosixOverride seam;
-    seam->close = [](int) {
-      errno = EIO;
-      return -1;
-    };
+    FailClose(seam, EIO);
     SocketWrapper moved(std::move(socket));
   }
   EXPECT_TRUE(capture.Contains("Fail to close socket fd, errno: [5]"));
   ::close(fd);
 }
 
-struct RwFailure {
-  const char* name;
-  void (*arrange)(Seam::PosixCalls&);
-  void (*act)(RWLock&);
-  const char* message;
-};
-
-class RWLockFailure : public ::testing::TestWithParam<RwFailure> {};
-
-TEST_P(RWLockFailure, ThrowsTheCodeInBrackets) {
-  RWLock lock;
-  Seam::ScopedPosixOverride seam;
-  GetParam().arrange(Seam::Posix());
-  std::string what = WhatOf([&] { GetParam().act(lock); });
-  EXPECT_NE(what.find("utils/rwlock:"), std::string::npos) << what;
-  EXPECT_NE(what.find(GetParam().message), std::string::npos) << what;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Operations, RWLockFailure,
-    ::testing::Values(
-        RwFailure{"WriteLock", [](Seam::PosixCalls& c) { c.rwlock_wrlock = [](pthread_rwlock_t*) { return EDEADLK; }; },
-                  [](RWLock& l) { l.WriteLock(); }, "WriteLock:"},
-        RwFailure{"WriteLockMessage", [](Seam::PosixCalls& c) { c.rwlock_wrlock = [](pthread_rwlock_t*) { return EDEADLK; }; },
-                  [](RWLock& l) { l.WriteLock(); }, "Write lock failed with errno [35]"},
-        RwFailure{"ReadLock", [](Seam::PosixCalls& c) { c.rwlock_rdlock = [](pthread_rwlock_t*) { return EAGAIN; }; },
-                  [](RWLock& l) { l.ReadLock(); }, "Read lock failed with errno [11]"},
-        RwFailure{"Unlock", [](Seam::PosixCalls& c) { c.rwlock_unlock = [](pthread_rwlock_t*) { return EPERM; }; },
-                  [](RWLock& l) { l.Unlock(); }, "Unlock failed with errno [1]"},
-        RwFailure{"CancelState", [](Seam::PosixCalls& c) { c.setcancelstate = [](int, int*) { return EINVAL; }; },
-                  [](RWLock&) { int old; RWLock::SetCancelState(PTHREAD_CANCEL_DISABLE, &old); },
-                  "Fail to set pthread cancel to [1]: [22]"}),
-    [](const auto& info) { return std::string(info.param.name); });
-
-TEST(RWLock, ReadersShareAndWritersExclude) {
-  RWLock lock;
-  lock.ReadLock();
-  lock.ReadLock();
-  lock.Unlock();
-  lock.Unlock();
-  lock.WriteLock();
-  lock.Unlock();
+TEST(RWLock, EachFailingCallThrowsTheCodeInBrackets) {
+  const struct {
+    void (*arrange)(Seam::PosixCalls&);
+    void (*act)(RWLock&);
+    const char* message;
+  } cases[] = {
+      {[](Seam::PosixCalls& c) { c.rwlock_wrlock = [](pthread_rwlock_t*) { return EDEADLK; }; },
+       [](RWLock& l) { l.WriteLock(); }, "WriteLock:[0-9]+: Write lock failed with errno \\[35\\]"},
+      {[](Seam::PosixCalls& c) { c.rwlock_rdlock = [](pthread_rwlock_t*) { return EAGAIN; }; },
+       [](RWLock& l) { l.ReadLock(); }, "Read lock failed with errno \\[11\\]"},
+      {[](Seam::PosixCalls& c) { c.rwlock_unlock = [](pthread_rwlock_t*) { return EPERM; }; },
+       [](RWLock& l) { l.Unlock(); }, "Unlock failed with errno \\[1\\]"},
+      {[](Seam::PosixCalls& c) { c.setcancelstate = [](int, int*) { return EINVAL; }; },
+       [](RWLock&) {
+         int old;
+         RWLock::SetCancelState(PTHREAD_CANCEL_DISABLE, &old);
+       },
+       "Fail to set pthread cancel to \\[1\\]: \\[22\\]"},
+  };
+  for (const auto& c : cases) {
+    RWLock lock;
+    Seam::ScopedPosixOverride seam;
+    c.arrange(Seam::Posix());
+    std::string what = WhatOf([&] { c.act(lock); });
+    EXPECT_TRUE(std::regex_search(what, std::regex(std::string("utils/rwlock:.*") + c.message))) << what;
+  }
 }
 
 TEST(RWLock, InitFailuresThrowWithTheirCall) {
@@ -291,12 +237,18 @@ TEST(RWLock, AFailingDestroyLogsOneLineAndThrowsNothing) {
   EXPECT_NE(lines[0].text.find("pthread_rwlock_destroy failed with errno [16]"), std::string::npos);
 }
 
-TEST(RWLockAttrNonPortable, AcceptsTheGlibcPreferenceKinds) {
+TEST(RWLock, ReadersShareUnderEitherGlibcPreference) {
   EXPECT_NO_THROW(RWLockAttrNonPortable attr(PTHREAD_RWLOCK_PREFER_WRITER_NONRECURSIVE_NP));
   RWLockAttrNonPortable attr(PTHREAD_RWLOCK_PREFER_READER_NP);
-  RWLock lock(attr);
-  lock.WriteLock();
-  lock.Unlock();
+  RWLock plain, preferReaders(attr);
+  for (RWLock* lock : {&plain, &preferReaders}) {
+    lock->ReadLock();
+    lock->ReadLock();
+    lock->Unlock();
+    lock->Unlock();
+    lock->WriteLock();
+    lock->Unlock();
+  }
 }
 
 }  // namespace

@@ -4,10 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/identity.h"
+#include "support/fixture_root.h"
 #include "support/log_capture.h"
-#include "support/temp_dir.h"
 
 namespace {
 
@@ -19,10 +18,8 @@ const std::string kComplete =
 
 class NodeIdentityFile : public ::testing::Test {
  protected:
-  void SetUp() override { orva::platform::SystemRoot::Set(root_.Path()); }
-  void TearDown() override { orva::platform::SystemRoot::Set(""); }
   void Write(const std::string& content) { root_.WriteFile("etc/orvamesh/identity", content); }
-  orva::test::TempDir root_;
+  orva::test::FixtureRoot root_;
   orva::test::LogCapture log_;
 };
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "support/log_capture.h"
@@ -43,15 +44,13 @@ TEST(InterfaceNames, EveryBandAndKindHasItsVapAndRadio) {
 }
 
 TEST(InterfaceNames, BandsAndKindsOutsideTheTableAreRefused) {
-  struct Case {
-    int band;
-    int kind;
-    int result;
+  const struct {
+    int band, kind, result;
   } cases[] = {
       {3, 4, -3}, {-1, 4, -3}, {4, 0, -2}, {0, 6, -2}, {0, -1, -2}, {3, 6, -2},
   };
   orva::test::LogCapture capture;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     std::string out = "untouched", ifname = "untouched";
     EXPECT_EQ(Interface::GetVAPName(B(c.band), V(c.kind), false, out), c.result) << c.band << "/" << c.kind;
     EXPECT_EQ(Interface::GetIfName(B(c.band), V(c.kind), ifname), c.result);
@@ -115,38 +114,27 @@ TEST(InterfaceLookup, NamesThatAreNoVapGetTheirOwnCodes) {
   EXPECT_EQ(out, "untouched");
 }
 
+// Checks a name table both ways: a value without a name gets -1, a name that reads back gets its value.
+template <typename Enum>
+void ExpectNamesBothWays(int (*toName)(Enum, std::string&), int (*fromName)(const std::string&, Enum&),
+                         const std::vector<std::tuple<int, const char*, bool>>& cases) {
+  for (const auto& [value, name, readsBack] : cases) {
+    std::string text;
+    EXPECT_EQ(toName(static_cast<Enum>(value), text), *name ? 0 : -1) << value;
+    EXPECT_EQ(text, name);
+    Enum back = static_cast<Enum>(99);
+    EXPECT_EQ(fromName(name, back), readsBack ? 0 : -1) << name;
+    EXPECT_EQ(back, readsBack ? value : 99) << name;
+  }
+}
+
 TEST(InterfaceBands, NamesBandsAndTypesBothWays) {
-  struct Case {
-    int value;
-    const char* name;
-    int toName;
-    bool back;
-  } bands[] = {
-      {-1, "NONE", 0, true}, {0, "2.4G", 0, true},      {1, "5G-2", 0, true}, {2, "5G-1", 0, true},
-      {3, "5G", 0, true},    {-2, "UNKNOWN", 0, false}, {4, "", -1, false},
-  };
-  for (const Case& c : bands) {
-    std::string name;
-    EXPECT_EQ(Interface::GetBandName(B(c.value), name), c.toName) << c.value;
-    EXPECT_EQ(name, c.name);
-    Band back = B(99);
-    EXPECT_EQ(Interface::GetBandByBandName(c.name, back), c.back ? 0 : -1) << c.name;
-    if (c.back) {
-      EXPECT_EQ(back, c.value);
-    }
-  }
-  Case types[] = {{0, "ETHER", 0, true},      {1, "WLAN", 0, true},     {2, "WLAN_VLAN", 0, true},
-                  {-1, "UNKNOWN", 0, false},  {3, "", -1, false}};
-  for (const Case& c : types) {
-    std::string name;
-    EXPECT_EQ(Interface::GetIfTypeName(static_cast<Interface::IF_TYPE>(c.value), name), c.toName) << c.value;
-    EXPECT_EQ(name, c.name);
-    Interface::IF_TYPE back = static_cast<Interface::IF_TYPE>(99);
-    EXPECT_EQ(Interface::GetIfTypeByTypeName(c.name, back), c.back ? 0 : -1) << c.name;
-    if (c.back) {
-      EXPECT_EQ(back, c.value);
-    }
-  }
+  ExpectNamesBothWays(Interface::GetBandName, Interface::GetBandByBandName,
+                      {{-1, "NONE", true}, {0, "2.4G", true}, {1, "5G-2", true}, {2, "5G-1", true}, {3, "5G", true},
+                       {-2, "UNKNOWN", false}, {4, "", false}});
+  ExpectNamesBothWays(Interface::GetIfTypeName, Interface::GetIfTypeByTypeName,
+                      {{0, "ETHER", true}, {1, "WLAN", true}, {2, "WLAN_VLAN", true}, {-1, "UNKNOWN", false},
+                       {3, "", false}});
 }
 
 TEST(InterfaceLists, FollowTheBandListOrder) {

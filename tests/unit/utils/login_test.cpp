@@ -7,8 +7,8 @@
 #include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/login.h"
 #include "platform/process_runner.h"
+#include "support/fixture_root.h"
 #include "support/log_capture.h"
-#include "support/temp_dir.h"
 
 namespace {
 
@@ -20,6 +20,9 @@ std::string Hash(const std::vector<std::string>& argv) {
   while (!out.empty() && out.back() == '\n') out.pop_back();
   return out;
 }
+
+// One shadow line for `user`; the fields after the hash do not matter to a log-in.
+std::string Entry(const std::string& user, const std::string& hash) { return user + ":" + hash + ":19000::::::\n"; }
 
 const std::string kLong(300, 'p');
 const std::string kNonAscii = "pässwörd-密码";
@@ -35,23 +38,14 @@ class LoginAgainstShadow : public ::testing::Test {
   void SetUp() override {
     if (sha512_.empty() || yescrypt_.empty()) GTEST_SKIP() << "openssl passwd or mkpasswd (whois) is missing";
     root_.WriteFile("etc/shadow",
-                    "root:*:19000:0:99999:7:::\n"
-                    "sha:" + sha512_ + ":19000:0:99999:7:::\n"
-                    "yes:" + yescrypt_ + ":19000:0:99999:7:::\n"
-                    "long:" + long_ + ":19000::::::\n"
-                    "intl:" + nonAscii_ + ":19000::::::\n"
-                    "locked:!" + sha512_ + ":19000::::::\n"
-                    "star:*:19000::::::\n"
-                    "empty::19000::::::\n"
-                    "garbled line without colons\n"
-                    ":nameless:1::::::\n",
+                    "root:*:19000:0:99999:7:::\n" + Entry("sha", sha512_) + Entry("yes", yescrypt_) +
+                        Entry("long", long_) + Entry("intl", nonAscii_) + Entry("locked", "!" + sha512_) +
+                        Entry("star", "*") + Entry("empty", "") + "garbled line without colons\n:nameless:1::::::\n",
                     0600);
-    orva::platform::SystemRoot::Set(root_.Path());
   }
-  void TearDown() override { orva::platform::SystemRoot::Set(""); }
 
   static std::string sha512_, yescrypt_, long_, nonAscii_;
-  orva::test::TempDir root_;
+  orva::test::FixtureRoot root_;
   orva::test::LogCapture log_;
 };
 std::string LoginAgainstShadow::sha512_, LoginAgainstShadow::yescrypt_, LoginAgainstShadow::long_,

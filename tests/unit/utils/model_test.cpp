@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <regex>
 #include <string>
+
+#include "support/thrown_text.h"
 
 namespace {
 
@@ -49,25 +52,18 @@ TEST(Model, UnknownValuesGiveEmptyAnswersWithoutThrowing) {
 }
 
 TEST(Model, WifiModelConversionsThrowForUnknownModels) {
-  try {
-    Model::ModelNameEnumToWifiModelEnum(static_cast<Model::ModelName>(4));
-    FAIL();
-  } catch (const Model::ModelNotRecognizedException& e) {
-    EXPECT_TRUE(std::regex_match(e.what(), std::regex("utils/model:ModelNameEnumToWifiModelEnum:[0-9]+: "
-                                                      "Failed to convert model name enum to wifi model enum: \\[4\\]")))
-        << e.what();
-  }
-  for (const char* unique : {"", "velanto_platz_hx9000"}) {
-    try {
-      Model::ModelUniqueToWifiModelEnum(unique);
-      FAIL() << unique;
-    } catch (const ORVA::MESH::SDK::Exception::RuntimeException& e) {
-      EXPECT_NE(dynamic_cast<const Model::ModelNotRecognizedException*>(&e), nullptr);
-      EXPECT_TRUE(std::regex_match(e.what(), std::regex("utils/model:ModelUniqueToWifiModelEnum:[0-9]+: "
-                                                        "Failed to convert model unique to wifi model enum: \\[" +
-                                                        std::string(unique) + "\\]")))
-          << e.what();
-    }
+  const std::pair<std::function<void()>, std::string> cases[] = {
+      {[] { Model::ModelNameEnumToWifiModelEnum(static_cast<Model::ModelName>(4)); },
+       "ModelNameEnumToWifiModelEnum:[0-9]+: Failed to convert model name enum to wifi model enum: \\[4\\]"},
+      {[] { Model::ModelUniqueToWifiModelEnum(""); },
+       "ModelUniqueToWifiModelEnum:[0-9]+: Failed to convert model unique to wifi model enum: \\[\\]"},
+      {[] { Model::ModelUniqueToWifiModelEnum("velanto_platz_hx9000"); },
+       "ModelUniqueToWifiModelEnum:[0-9]+: Failed to convert model unique to wifi model enum: "
+       "\\[velanto_platz_hx9000\\]"},
+  };
+  for (const auto& [convert, message] : cases) {
+    const std::string what = orva::test::ThrownText<Model::ModelNotRecognizedException>(convert);
+    EXPECT_TRUE(std::regex_match(what, std::regex("utils/model:" + message))) << what;
   }
 }
 

@@ -5,30 +5,32 @@
 #include <cstring>
 #include <string>
 
-#include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/utils.h"
-#include "support/log_capture.h"
-#include "support/temp_dir.h"
 #include "platform/random_seam.h"
+#include "support/fixture_root.h"
+#include "support/log_capture.h"
 
 namespace {
 
 namespace Utils = ORVA::MESH::SDK::Utils;
 using ORVA::MESH::SDK::Seam::ScopedRandomOverride;
-using orva::platform::SystemRoot;
 
 class GenRandomSeed : public ::testing::Test {
  protected:
-  void TearDown() override { SystemRoot::Set(savedRoot_); }
-  std::string savedRoot_ = SystemRoot::Get();
   ScopedRandomOverride random_;
-  orva::test::TempDir root_;
+  orva::test::FixtureRoot root_;
 };
 
 // What rand() yields first after srand(seed); draw the value under test before calling this.
 int FirstRandAfterSeed(unsigned int seed) {
   std::srand(seed);
   return std::rand();
+}
+
+template <int kErrno>
+ssize_t GetrandomFails(void*, size_t, unsigned int) {
+  errno = kErrno;
+  return -1;
 }
 
 TEST_F(GenRandomSeed, SeedsFromTheKernelWithoutBlocking) {
@@ -45,12 +47,8 @@ TEST_F(GenRandomSeed, SeedsFromTheKernelWithoutBlocking) {
 }
 
 TEST_F(GenRandomSeed, FallsBackToTheRandomDeviceBelowTheRoot) {
-  random_->getrandom = [](void*, size_t, unsigned int) -> ssize_t {
-    errno = EAGAIN;
-    return -1;
-  };
+  random_->getrandom = GetrandomFails<EAGAIN>;
   root_.WriteFile("dev/urandom", std::string("\x01\x02\x03\x04", 4));
-  SystemRoot::Set(root_.Path());
   ASSERT_EQ(Utils::GenRandomSeed(), 0);
   const int drawn = std::rand();
   unsigned int expected;
@@ -59,11 +57,7 @@ TEST_F(GenRandomSeed, FallsBackToTheRandomDeviceBelowTheRoot) {
 }
 
 TEST_F(GenRandomSeed, FailsWithOneLineWhenNoSourceAnswers) {
-  random_->getrandom = [](void*, size_t, unsigned int) -> ssize_t {
-    errno = ENOSYS;
-    return -1;
-  };
-  SystemRoot::Set(root_.Path());
+  random_->getrandom = GetrandomFails<ENOSYS>;
   {
     orva::test::LogCapture capture;
     EXPECT_EQ(Utils::GenRandomSeed(), -1);

@@ -2,13 +2,14 @@
 // connection on loopback, and the failures of calls that cannot be made to fail for real.
 // Everything against a real sshd is in tests/integration/ssh.
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <functional>
+#include <memory>
 #include <regex>
 #include <string>
 #include <thread>
@@ -16,6 +17,7 @@
 #include "orvamesh/base/exception.h"
 #include "orvamesh/utils/ssh_wrapper.h"
 #include "support/log_capture.h"
+#include "support/thrown_text.h"
 #include "utils/posix_seam.h"
 #include "utils/ssh_seam.h"
 
@@ -25,23 +27,14 @@ using namespace ORVA::MESH::SDK;
 using Exception::RuntimeException;
 using Fingerprint = SSHWrapper::HostKeyFingerprint;
 
-// The exception's what() from constructing a wrapper, or "<no exception>".
+// The exception's what() from constructing a wrapper, or "".
 std::string ConstructError(const sockaddr_in6& addr, const std::string& user = "user",
                            const std::string& password = "secret") {
-  try {
-    SSHWrapper wrapper(addr, user, password);
-  } catch (const RuntimeException& e) {
-    return e.what();
-  }
-  return "<no exception>";
+  return orva::test::ThrownText<RuntimeException>([&] { SSHWrapper wrapper(addr, user, password); });
 }
 
 size_t OpenDescriptors() {
-  size_t count = 0;
-  DIR* dir = ::opendir("/proc/self/fd");
-  while (dirent* entry = ::readdir(dir)) count += entry->d_name[0] != '.';
-  ::closedir(dir);
-  return count;
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator());
 }
 
 // A loopback listener on a free port; Address() points at it.
@@ -49,20 +42,15 @@ class Listener {
  public:
   Listener() {
     fd_ = ::socket(AF_INET6, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in6 any = Loopback(0);
-    socklen_t length = sizeof(any);
-    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr*>(&any), sizeof(any)), 0);
+    socklen_t length = sizeof(address_);
+    EXPECT_EQ(::bind(fd_, reinterpret_cast<sockaddr*>(&address_), length), 0);
     EXPECT_EQ(::listen(fd_, 16), 0);
-    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&any), &length);
-    port_ = ntohs(any.sin6_port);
+    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&address_), &length);
   }
-  ~Listener() { Close(); }
-  void Close() {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = -1;
-  }
+  ~Listener() { ::close(fd_); }
   int Fd() const { return fd_; }
-  sockaddr_in6 Address() const { return Loopback(port_); }
+  const sockaddr_in6& Address() const { return address_; }
+  std::string Port() const { return std::to_string(ntohs(address_.sin6_port)); }
   static sockaddr_in6 Loopback(uint16_t port) {
     sockaddr_in6 addr{};
     addr.sin6_family = AF_INET6;
@@ -72,8 +60,8 @@ class Listener {
   }
 
  private:
-  int fd_ = -1;
-  uint16_t port_ = 0;
+  int fd_;
+  sockaddr_in6 address_ = Loopback(0);
 };
 
 std::atomic<int> socketCalls{0};
@@ -116,7 +104,7 @@ TEST(SSHWrapperValidation, AnAddressThatIsNotIPv6TextIsRefused) {
 // must leave no descriptor behind.
 TEST(SSHWrapperConnect, EachFailingStepThrowsItsMessageAndReleasesEverything) {
   Listener listener;
-  const std::string port = std::to_string(ntohs(listener.Address().sin6_port));
+  const std::string port = listener.Port();
   const struct {
     const char* name;
     std::function<void(Seam::SshCalls&, Seam::PosixCalls&)> breakIt;
@@ -151,14 +139,14 @@ TEST(SSHWrapperConnect, EachFailingStepThrowsItsMessageAndReleasesEverything) {
 }
 
 TEST(SSHWrapperConnect, APortWhereNothingListensIsRefusedWithTheSocketError) {
-  Listener listener;
-  const sockaddr_in6 closed = listener.Address();
-  listener.Close();
+  auto listener = std::make_unique<Listener>();
+  const sockaddr_in6 closed = listener->Address();
+  const std::string port = listener->Port();
+  listener.reset();
   const std::string what = ConstructError(closed);
-  EXPECT_TRUE(std::regex_search(
-      what, std::regex("^utils/ssh_wrapper:CreateSocket:[0-9]+: Failed to connect ip: \\[::1\\], port: \\[" +
-                       std::to_string(ntohs(closed.sin6_port)) + "\\], interface id: \\[0\\], error code: " +
-                       std::to_string(ECONNREFUSED) + "$")))
+  EXPECT_TRUE(std::regex_search(what, std::regex("^utils/ssh_wrapper:CreateSocket:[0-9]+: Failed to connect ip: "
+                                                 "\\[::1\\], port: \\[" + port + "\\], interface id: \\[0\\], "
+                                                 "error code: " + std::to_string(ECONNREFUSED) + "$")))
       << what;
 }
 

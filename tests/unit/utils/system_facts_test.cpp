@@ -7,11 +7,10 @@
 
 #include <gtest/gtest.h>
 
-#include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/address.h"
 #include "orvamesh/utils/utils.h"
+#include "support/fixture_root.h"
 #include "support/log_capture.h"
-#include "support/temp_dir.h"
 
 namespace {
 
@@ -19,22 +18,17 @@ using namespace ORVA::MESH::SDK;
 
 class UptimeFromAFixtureRoot : public ::testing::Test {
  protected:
-  void SetUp() override { orva::platform::SystemRoot::Set(root_.Path()); }
-  void TearDown() override { orva::platform::SystemRoot::Set(""); }
-  orva::test::TempDir root_;
+  orva::test::FixtureRoot root_;
   orva::test::LogCapture log_;
 };
 
 TEST_F(UptimeFromAFixtureRoot, TakesTheWholeSecondsOfTheFirstNumber) {
-  struct Case {
-    const char* content;
-    unsigned long seconds;
-  };
-  for (const Case& c : std::vector<Case>{{"350735.47 234388.90\n", 350735}, {"0.99 0.00\n", 0}, {"17 3\n", 17}}) {
-    root_.WriteFile("proc/uptime", c.content);
+  for (const auto& [content, expected] :
+       {std::pair{"350735.47 234388.90\n", 350735ul}, {"0.99 0.00\n", 0ul}, {"17 3\n", 17ul}}) {
+    root_.WriteFile("proc/uptime", content);
     unsigned long seconds = 1234;
-    ASSERT_EQ(Utils::GetSystemUptime(seconds), 0) << c.content;
-    EXPECT_EQ(seconds, c.seconds) << c.content;
+    ASSERT_EQ(Utils::GetSystemUptime(seconds), 0) << content;
+    EXPECT_EQ(seconds, expected) << content;
   }
 }
 
@@ -55,7 +49,7 @@ TEST(SystemUptime, ReadsTheRealClockUnderTheDefaultRoot) {
   EXPECT_GT(seconds, 0u);
 }
 
-TEST(InterfaceMac, IsRefusedForLoopbackUnknownAndOverlongNames) {
+TEST(InterfaceFacts, MacAndLinkLocalAreRefusedForLoopbackUnknownAndOverlongNames) {
   orva::test::LogCapture log;
   for (const std::string& name : std::vector<std::string>{"lo", "nosuch0", "", std::string(IFNAMSIZ, 'x')}) {
     std::string mac = "unchanged";
@@ -63,10 +57,6 @@ TEST(InterfaceMac, IsRefusedForLoopbackUnknownAndOverlongNames) {
     EXPECT_EQ(mac, "unchanged");
   }
   EXPECT_EQ(log.Lines().size(), 4u);
-}
-
-TEST(InterfaceLinkLocal, IsNoneForLoopbackAndUnknownInterfaces) {
-  orva::test::LogCapture log;
   EXPECT_FALSE(Address::GetInterfaceIPv6LinkLocal("lo").has_value());
   EXPECT_FALSE(Address::GetInterfaceIPv6LinkLocal("nosuch0").has_value());
 }

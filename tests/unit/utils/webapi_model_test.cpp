@@ -2,7 +2,6 @@
 #include <json/json.h>
 
 #include <algorithm>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -39,29 +38,21 @@ TEST(Request, WritesItselfForLogsAndBatches) {
   EXPECT_EQ(request.ToDebugString(), "[ORVA.Core.Test][3][set][{\n   \"api\" : \"spoofed\",\n   \"x\" : 1\n}][uploadFiles:0]");
   const Request upload("A", 1, "m", Json::Value(), {UploadDesc("file", "/tmp/patch")});
   EXPECT_EQ(upload.ToDebugString(), "[A][1][m][null][uploadFiles:1]");
-  ASSERT_EQ(upload.GetUploadFiles().size(), 1u);
-  EXPECT_EQ(upload.GetUploadFiles()[0].GetFieldName(), "file");
-  EXPECT_EQ(upload.GetUploadFiles()[0].GetFilePath(), "/tmp/patch");
 }
 
 TEST(RemoteRequest, PrefixesTheNodeToTheCallsTexts) {
   const RemoteRequest remote("fe80::1", 4443, "mesh", CompoundRequest({}, false), 5);
   EXPECT_EQ(remote.ToString(), "[fe80::1][ORVA.Entry.Request][1][request]");
   EXPECT_EQ(remote.ToDebugString().rfind("[fe80::1][4443][mesh][ORVA.Entry.Request][1][request][", 0), 0u);
-  EXPECT_EQ(remote.GetPort(), 4443);
-  EXPECT_EQ(remote.GetSession(), "mesh");
   EXPECT_EQ(remote.GetConnectionTimeout(), 5);
 }
 
-struct ShapeCase {
-  std::string body;
-  bool valid;
-  bool success;
-  int errorCode;
-};
-
 TEST(Response, JudgesTheShapeOfTheAnswer) {
-  const std::vector<ShapeCase> cases = {
+  const struct {
+    std::string body;
+    bool valid, success;
+    int errorCode;
+  } cases[] = {
       {R"({"success": true, "data": {"a": 1}})", true, true, 0},
       {R"({"success": true})", true, true, 0},
       {R"({"success": true, "data": []})", false, true, 0},
@@ -160,12 +151,8 @@ TEST(CompoundRequest, PacksTheCallsAndLeavesOutThoseWithUploads) {
   const std::vector<Request> calls = {Call("A.One"), Call("A.Two", Json::Value(), {UploadDesc("file", "/p")}),
                                       Call("A.Three", Parse(R"({"k": 1})"))};
   const CompoundRequest batch(calls, true);
-  EXPECT_EQ(batch.GetAPI(), "ORVA.Entry.Request");
-  EXPECT_EQ(batch.GetVersion(), 1);
-  EXPECT_EQ(batch.GetMethod(), "request");
+  EXPECT_EQ(batch.ToString(), "[ORVA.Entry.Request][1][request]");
   EXPECT_TRUE(batch.GetUploadFiles().empty());
-  EXPECT_EQ(batch.GetRequests().size(), 3u);
-  EXPECT_TRUE(batch.GetStopWhenError());
   EXPECT_EQ(batch.GetParam(), Parse(R"({"stop_when_error": true, "compound": [
       {"api": "A.One", "version": 2, "method": "get"},
       {"api": "A.Three", "version": 2, "method": "get", "k": 1}]})"));
@@ -174,13 +161,8 @@ TEST(CompoundRequest, PacksTheCallsAndLeavesOutThoseWithUploads) {
                 " CompoundRequest cannot handle request with upload, ignoring [[A.Two][2][get]]"),
             std::string::npos)
       << capture.Lines()[0].text;
-}
-
-TEST(CompoundRequest, OfOnlyUploadsSendsAnEmptyBatch) {
-  LogCapture capture;
-  const CompoundRequest batch({Call("A", Json::Value(), {UploadDesc("f", "/p")})}, false);
-  EXPECT_EQ(batch.GetParam()["compound"], Json::Value(Json::arrayValue));
-  EXPECT_EQ(batch.GetParam()["stop_when_error"], Json::Value(false));
+  const CompoundRequest onlyUploads({calls[1]}, false);
+  EXPECT_EQ(onlyUploads.GetParam(), Parse(R"({"stop_when_error": false, "compound": []})"));
 }
 
 const char* kTwoAnswers = R"({"success": true, "data": {"has_fail": true, "result": [
@@ -243,9 +225,6 @@ TEST(CompoundResponse, NeedsResultAndHasFailOnlyWhenSuccessful) {
     EXPECT_EQ(batch.IsValid(), valid) << body;
     EXPECT_TRUE(batch.GetResponses().empty()) << body;
   }
-}
-
-TEST(CompoundResponse, ParseResponsesRefusesANonArray) {
   CompoundResponse batch;
   EXPECT_FALSE(batch.ParseResponses(Parse(R"({"a": 1})")));
   EXPECT_TRUE(batch.ParseResponses(Parse("[]")));
