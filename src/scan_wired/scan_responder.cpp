@@ -1,7 +1,6 @@
 #include "orvamesh/scan_wired/scan_responder.h"
 
 #include <arpa/inet.h>
-#include <net/if.h>
 #include <netinet/in.h>
 #include <sodium.h>
 #include <sys/socket.h>
@@ -54,14 +53,7 @@ using Exception::RuntimeException;
 WiredScanResponder::WiredScanResponder(const orva::net::utils::IPAddress& destination, unsigned short port,
                                        unsigned int interfaceIndex)
     : destination_(destination), port_(port), interfaceIndex_(interfaceIndex) {
-  char name[IF_NAMESIZE];
-  if (::if_indextoname(interfaceIndex, name) == nullptr) {
-    if (errno == ENXIO || errno == ENODEV) {
-      ORVA_THROW(InvalidArgumentException,
-                 "Interface with index [" + std::to_string(interfaceIndex) + "] does not exist");
-    }
-    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to check if interface exist", errno));
-  }
+  Detail::CheckedInterfaceIndex(interfaceIndex, ORVA_LOCATION());
   ValidateAddress();
   SocketSetup();
 }
@@ -69,10 +61,7 @@ WiredScanResponder::WiredScanResponder(const orva::net::utils::IPAddress& destin
 WiredScanResponder::WiredScanResponder(const orva::net::utils::IPAddress& destination, unsigned short port,
                                        const std::string& interfaceName)
     : destination_(destination), port_(port) {
-  interfaceIndex_ = ::if_nametoindex(interfaceName.c_str());
-  if (interfaceIndex_ == 0) {
-    ORVA_THROW(InvalidArgumentException, "Interface [" + interfaceName + "] does not exist");
-  }
+  interfaceIndex_ = Detail::InterfaceIndexOf(interfaceName, ORVA_LOCATION());
   ValidateAddress();
   SocketSetup();
 }

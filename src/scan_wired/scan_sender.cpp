@@ -1,7 +1,6 @@
 #include "orvamesh/scan_wired/scan_sender.h"
 
 #include <arpa/inet.h>
-#include <net/if.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -36,14 +35,7 @@ WiredScanSender::WiredScanSender(const orva::net::utils::IPAddress& group,
                                  const orva::net::utils::IPAddress& source, unsigned short port,
                                  unsigned int interfaceIndex)
     : group_(group), source_(source), port_(port), interfaceIndex_(interfaceIndex) {
-  char name[IF_NAMESIZE];
-  if (::if_indextoname(interfaceIndex, name) == nullptr) {
-    if (errno == ENXIO || errno == ENODEV) {
-      ORVA_THROW(InvalidArgumentException,
-                 "Interface with index [" + std::to_string(interfaceIndex) + "] does not exist");
-    }
-    ORVA_THROW(RuntimeException, ::ORVA::MESH::SDK::Exception::WithErrno("Fail to check if interface exist", errno));
-  }
+  Detail::CheckedInterfaceIndex(interfaceIndex, ORVA_LOCATION());
   ValidateGroup();
   ValidateSrcAddress();
   SocketSetup();
@@ -53,10 +45,7 @@ WiredScanSender::WiredScanSender(const orva::net::utils::IPAddress& group,
                                  const orva::net::utils::IPAddress& source, unsigned short port,
                                  const std::string& interfaceName)
     : group_(group), source_(source), port_(port) {
-  interfaceIndex_ = ::if_nametoindex(interfaceName.c_str());
-  if (interfaceIndex_ == 0) {
-    ORVA_THROW(InvalidArgumentException, "Interface [" + interfaceName + "] does not exist");
-  }
+  interfaceIndex_ = Detail::InterfaceIndexOf(interfaceName, ORVA_LOCATION());
   ValidateGroup();
   ValidateSrcAddress();
   SocketSetup();

@@ -3,6 +3,8 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
+#include <net/if.h>
+
 #include <cerrno>
 #include <optional>
 
@@ -113,6 +115,22 @@ void SendDatagram(int fd, const std::string& address, unsigned short port, unsig
     throw Exception::RuntimeException(where, "Partial message sent, sent length [" + std::to_string(sent) +
                                                  "], message size [" + std::to_string(buffer.size()) + "]");
   }
+}
+
+unsigned int InterfaceIndexOf(const std::string& name, const Exception::ExceptionLocation& where) {
+  const unsigned int index = ::if_nametoindex(name.c_str());
+  if (index == 0) throw Exception::InvalidArgumentException(where, "Interface [" + name + "] does not exist");
+  return index;
+}
+
+unsigned int CheckedInterfaceIndex(unsigned int index, const Exception::ExceptionLocation& where) {
+  char name[IF_NAMESIZE];
+  if (::if_indextoname(index, name) != nullptr) return index;
+  if (errno == ENXIO || errno == ENODEV) {
+    throw Exception::InvalidArgumentException(where,
+                                              "Interface with index [" + std::to_string(index) + "] does not exist");
+  }
+  throw Exception::RuntimeException(where, Exception::WithErrno("Fail to check if interface exist", errno));
 }
 
 }  // namespace Detail

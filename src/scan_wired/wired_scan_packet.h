@@ -106,6 +106,13 @@ std::vector<unsigned char> ReceiveDatagram(int fd, sockaddr_storage& source, std
 // sender's or responder's own location.
 void SendDatagram(int fd, const std::string& address, unsigned short port, unsigned int interfaceIndex,
                   const std::vector<unsigned char>& buffer, const Exception::ExceptionLocation& where);
+
+// The scan roles' interface checks, reported at `where`, the role's constructor.
+// The named interface's index, or InvalidArgumentException "Interface [name] does not exist".
+unsigned int InterfaceIndexOf(const std::string& name, const Exception::ExceptionLocation& where);
+// `index` itself when it names an interface; InvalidArgumentException "Interface with index [n]
+// does not exist" when none has it, RuntimeException with errno when the check itself fails.
+unsigned int CheckedInterfaceIndex(unsigned int index, const Exception::ExceptionLocation& where);
 }  // namespace Detail
 
 }  // namespace ORVA::MESH::SDK::ScanWired

@@ -3,8 +3,9 @@
 // owner's handler whenever the descriptor reports an event. The thread starts with every signal
 // blocked, so signals go to the program's own threads and never interrupt the wait; Stop()
 // closes the pipe's write end and joins. Owned by each receiver (netlink receivers, the ping
-// session's callers, the wired scan listener and response receiver); the receiver keeps its
-// own exception locations and log lines, since its handler and end hook are its own code.
+// session's callers, and the wired scan listener and response receiver through their shared
+// scan_wired/datagram_receiver.h); the receiver keeps its own exception locations and log
+// lines, since its handler and end hook are its own code.
 #include <atomic>
 #include <cstdint>
 #include <functional>

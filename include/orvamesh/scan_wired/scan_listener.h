@@ -17,25 +17,22 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "orvamesh/export.h"
 #include "orvamesh/platform/ip_address.h"
-#include "orvamesh/utils/mutex.h"
 #include "orvamesh/utils/socket_wrapper.h"
-
-namespace ORVA::MESH::SDK::Detail {
-class ReceiveLoop;
-}  // namespace ORVA::MESH::SDK::Detail
 
 namespace ORVA::MESH::SDK::ScanWired {
 
 class ProbePacket;
+namespace Detail {
+template <typename Packet>
+class DatagramReceiver;
+}  // namespace Detail
 
 class ORVA_EXPORT WiredScanListener {
  public:
@@ -68,34 +65,13 @@ class ORVA_EXPORT WiredScanListener {
 
  private:
   void ValidateGroup() const;
-  void _StartListening();
-  void _StopListening();
-  int _AddCallback(const Callback& callback);
-  void _DelCallback(int id);
-  unsigned short _GetListeningPort() const;
-
-  void SocketSetup();
-  bool OnSocketEvent(uint32_t events);
-  void HandleSocketEvent(uint32_t events);
-  std::vector<unsigned char> ReceivePacket(sockaddr_storage& source) const;
-  static ProbePacket ParsePacket(const std::vector<unsigned char>& packet);
-  void Dispatch(const ProbePacket& packet, const sockaddr_storage& source);
-  void InvokeCallback(int id, const Callback& callback, const ProbePacket& packet,
-                      const sockaddr_storage& source) const;
+  void MakeReceiver();
+  std::shared_ptr<SocketWrapper> SocketSetup() const;
 
   orva::net::utils::IPAddress group_;
   unsigned int interfaceIndex_ = 0;
   unsigned short port_ = 0;
-
-  std::shared_ptr<SocketWrapper> socket_;
-  std::atomic<bool> running_{false};
-  std::unique_ptr<::ORVA::MESH::SDK::Detail::ReceiveLoop> loop_;
-
-  std::map<int, Callback> callbacks_;
-  int nextId_ = 0;
-
-  mutable Mutex apiMutex_;
-  Mutex stateMutex_;
+  std::unique_ptr<Detail::DatagramReceiver<ProbePacket>> receiver_;
 };
 
 }  // namespace ORVA::MESH::SDK::ScanWired

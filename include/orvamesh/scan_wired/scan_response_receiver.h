@@ -12,25 +12,22 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <atomic>
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "orvamesh/export.h"
 #include "orvamesh/platform/ip_address.h"
-#include "orvamesh/utils/mutex.h"
 #include "orvamesh/utils/socket_wrapper.h"
-
-namespace ORVA::MESH::SDK::Detail {
-class ReceiveLoop;
-}  // namespace ORVA::MESH::SDK::Detail
 
 namespace ORVA::MESH::SDK::ScanWired {
 
 class ResponsePacket;
+namespace Detail {
+template <typename Packet>
+class DatagramReceiver;
+}  // namespace Detail
 
 class ORVA_EXPORT WiredScanResponseReceiver {
  public:
@@ -66,39 +63,18 @@ class ORVA_EXPORT WiredScanResponseReceiver {
   unsigned short GetListeningPort() const;
 
  private:
+  void Validate();
   void ValidateAddress() const;
   void ValidatePublicKey() const;
   void ValidateSecretKey() const;
-  void _StartReceiving();
-  void _StopReceiving();
-  int _AddCallback(const Callback& callback);
-  void _DelCallback(int id);
-  unsigned short _GetListeningPort() const;
-
-  void SocketSetup();
-  bool OnSocketEvent(uint32_t events);
-  void HandleSocketEvent(uint32_t events);
-  std::vector<unsigned char> ReceivePacket(sockaddr_storage& source) const;
-  ResponsePacket ParsePacket(const std::vector<unsigned char>& packet) const;
-  void Dispatch(const ResponsePacket& packet, const sockaddr_storage& source);
-  void InvokeCallback(int id, const Callback& callback, const ResponsePacket& packet,
-                      const sockaddr_storage& source) const;
+  std::shared_ptr<SocketWrapper> SocketSetup() const;
 
   orva::net::utils::IPAddress address_;
   std::vector<unsigned char> publicKey_;
   std::vector<unsigned char> secretKey_;
   unsigned int interfaceIndex_ = 0;
   unsigned short port_ = 0;
-
-  std::shared_ptr<SocketWrapper> socket_;
-  std::atomic<bool> running_{false};
-  std::unique_ptr<::ORVA::MESH::SDK::Detail::ReceiveLoop> loop_;
-
-  std::map<int, Callback> callbacks_;
-  int nextId_ = 0;
-
-  mutable Mutex apiMutex_;
-  Mutex stateMutex_;
+  std::unique_ptr<Detail::DatagramReceiver<ResponsePacket>> receiver_;
 };
 
 }  // namespace ORVA::MESH::SDK::ScanWired
