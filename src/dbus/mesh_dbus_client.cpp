@@ -11,9 +11,7 @@ MeshDBusClient::~MeshDBusClient() = default;
 
 #define ORVA_FORWARD(Return, Operation, Parameters, Arguments, Method, ...) \
   Return MeshDBusClient::Operation##Impl Parameters { return client_.Method Arguments; }
-#define ORVA_LOCAL(...)
-ORVA_MESH_CLIENT_OPERATIONS(ORVA_FORWARD, ORVA_LOCAL)
-#undef ORVA_LOCAL
+ORVA_MESH_DBUS_METHODS(ORVA_FORWARD)
 #undef ORVA_FORWARD
 
 // No daemon method: the feature is off on every mesh.

@@ -118,9 +118,7 @@ auto MeshGDBusClient::Method(ProxyCall proxyCall) {
   Return MeshGDBusClient::DBusMethod Parameters {                                          \
     return Method<Return>(&orva_mesh_call_##proxy_call##_sync) Arguments;                  \
   }
-#define ORVA_LOCAL(...)
-ORVA_MESH_CLIENT_OPERATIONS(ORVA_DEFINE_METHOD, ORVA_LOCAL)
-#undef ORVA_LOCAL
+ORVA_MESH_DBUS_METHODS(ORVA_DEFINE_METHOD)
 #undef ORVA_DEFINE_METHOD
 
 MeshGDBusSignalReceiver::MeshGDBusSignalReceiver(const std::string& busName, const std::string& objectPath)

@@ -62,6 +62,7 @@ WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPA
       interfaceIndex_(Detail::InterfaceIndexOf(interfaceName, ORVA_LOCATION())),
       port_(port) {
   Validate();
+  MakeReceiver();
 }
 
 WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPAddress& address,
@@ -74,15 +75,19 @@ WiredScanResponseReceiver::WiredScanResponseReceiver(const orva::net::utils::IPA
       interfaceIndex_(Detail::CheckedInterfaceIndex(interfaceIndex, ORVA_LOCATION())),
       port_(port) {
   Validate();
+  MakeReceiver();
 }
 
 // The receiver stops receiving; it never throws.
 WiredScanResponseReceiver::~WiredScanResponseReceiver() = default;
 
-void WiredScanResponseReceiver::Validate() {
+void WiredScanResponseReceiver::Validate() const {
   ValidateAddress();
   ValidatePublicKey();
   ValidateSecretKey();
+}
+
+void WiredScanResponseReceiver::MakeReceiver() {
   receiver_ = std::make_unique<Detail::DatagramReceiver<ResponsePacket>>(
       Detail::ReceiverOwner{ORVA_SOURCE_FILE, "StartReceiving", "StopReceiving", "receiving", "response"},
       [this] { return SocketSetup(); },

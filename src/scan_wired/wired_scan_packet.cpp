@@ -1,9 +1,8 @@
 #include "scan_wired/wired_scan_packet.h"
 
 #include <arpa/inet.h>
-#include <netinet/in.h>
-
 #include <net/if.h>
+#include <netinet/in.h>
 
 #include <cerrno>
 #include <optional>
@@ -61,10 +60,6 @@ std::string HeaderProblem(const std::vector<unsigned char>& datagram) {
 }
 
 std::string TrailingBytesMessage() { return "Trailing bytes in packet"; }
-
-}  // namespace Detail
-
-namespace Detail {
 
 std::vector<unsigned char> ReceiveDatagram(int fd, sockaddr_storage& source, std::size_t bufferSize,
                                            const Exception::ExceptionLocation& where) {

@@ -213,9 +213,7 @@ using Handler = void (*)(SimMesh&, GDBusMethodInvocation*);
 
 const std::map<std::string, Handler>& Handlers() {
 #define ORVA_HANDLER(Return, Operation, Parameters, Arguments, DBusMethod, ...) {#DBusMethod, &Handle##DBusMethod},
-#define ORVA_LOCAL(...)
-  static const std::map<std::string, Handler> handlers = {ORVA_MESH_CLIENT_OPERATIONS(ORVA_HANDLER, ORVA_LOCAL)};
-#undef ORVA_LOCAL
+  static const std::map<std::string, Handler> handlers = {ORVA_MESH_DBUS_METHODS(ORVA_HANDLER)};
 #undef ORVA_HANDLER
   return handlers;
 }

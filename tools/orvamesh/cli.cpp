@@ -218,27 +218,26 @@ namespace {
 // What GLib, the bus and our proxy say, in the words of someone running the tool. The first
 // match in the whole chain wins, so the most specific patterns come first.
 std::string CauseInWords(const std::string& chain) {
-  static const std::pair<const char*, const char*> kCauses[] = {
-      {"serviceunknown", "the daemon is not running (nobody owns its name on this bus)"},
-      {"target service does not exist", "the daemon is not running (nobody owns its name on this bus)"},
-      {"name has no owner", "the daemon is not running (nobody owns its name on this bus)"},
-      {"not provided by any .service files", "the daemon is not running (nobody owns its name on this bus)"},
-      {"accessdenied", "access denied: the bus policy does not let this user call the daemon"},
-      {"access denied", "access denied: the bus policy does not let this user call the daemon"},
-      {"rejected send message", "access denied: the bus policy does not let this user call the daemon"},
-      {"noreply", "no reply in time: the daemon is busy or hung"},
-      {"timeout was reached", "no reply in time: the daemon is busy or hung"},
-      {"timed out", "no reply in time: the daemon is busy or hung"},
-      {"connection is closed", "the bus went away (it stopped or restarted)"},
-      {"disconnected", "the bus went away (it stopped or restarted)"},
-      {"could not connect", "no bus at this address (is dbus-daemon running?)"},
-      {"no such file or directory", "no bus at this address (is dbus-daemon running?)"},
-      {"connection refused", "no bus at this address (is dbus-daemon running?)"},
+  struct Cause {
+    const char* words;
+    std::vector<const char*> needles;  // lower case
+  };
+  static const Cause kCauses[] = {
+      {"the daemon is not running (nobody owns its name on this bus)",
+       {"serviceunknown", "target service does not exist", "name has no owner", "not provided by any .service files"}},
+      {"access denied: the bus policy does not let this user call the daemon",
+       {"accessdenied", "access denied", "rejected send message"}},
+      {"no reply in time: the daemon is busy or hung", {"noreply", "timeout was reached", "timed out"}},
+      {"the bus went away (it stopped or restarted)", {"connection is closed", "disconnected"}},
+      {"no bus at this address (is dbus-daemon running?)",
+       {"could not connect", "no such file or directory", "connection refused"}},
   };
   std::string lower = chain;
   for (char& c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  for (const auto& [needle, words] : kCauses) {
-    if (lower.find(needle) != std::string::npos) return words;
+  for (const Cause& cause : kCauses) {
+    for (const char* needle : cause.needles) {
+      if (lower.find(needle) != std::string::npos) return cause.words;
+    }
   }
   return "";
 }

@@ -112,6 +112,13 @@ int Refused(const Context& ctx, ERROR_CODE code) {
 
 int Done(const Context& ctx, ERROR_CODE code) { return code == ERROR_CODE::NONE ? kExitOk : Refused(ctx, code); }
 
+// A started operation's code; with --follow, once it has started, `follow` takes over.
+template <typename F>
+int DoneOrFollow(Context& ctx, ERROR_CODE code, F&& follow) {
+  if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
+  return follow(ctx);
+}
+
 template <typename T>
 int Show(const Context& ctx, const Client::Result<T>& result) {
   if (result.first != ERROR_CODE::NONE) return Refused(ctx, result.first);
@@ -140,9 +147,7 @@ Command Followed(std::string name, std::string help, ERROR_CODE (MeshClient::*st
                  std::function<int(Context&)> follow) {
   return {name, "[--follow]", std::move(help), "follow!", [start, follow](Context& ctx) {
             NeedPositional(ctx, 0, 0);
-            const ERROR_CODE code = Call(ctx, [start](MeshClient& m) { return (m.*start)(); });
-            if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
-            return follow(ctx);
+            return DoneOrFollow(ctx, Call(ctx, [start](MeshClient& m) { return (m.*start)(); }), follow);
           }};
 }
 
@@ -486,9 +491,8 @@ const std::vector<Command>& Commands() {
        [](Context& ctx) {
          NeedPositional(ctx, 1, SIZE_MAX);
          const auto ids = ParseNodeIds(ctx.args.Positional());
-         const ERROR_CODE code = Call(ctx, [&](M& m) { return m.RemoveNodes(ids); });
-         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
-         return WaitFor(ctx, &M::GetMeshSystemStatus, &RemovalOver);
+         return DoneOrFollow(ctx, Call(ctx, [&](M& m) { return m.RemoveNodes(ids); }),
+                             [](Context& c) { return WaitFor(c, &M::GetMeshSystemStatus, &RemovalOver); });
        }},
       Getter("get-setup-node-progress", "Prints the progress of the node setup.", &M::GetSetupNodeProgress),
       Plain("stop-setup-node", "Stops a running node setup.", &M::StopSetupNode),
@@ -500,9 +504,8 @@ const std::vector<Command>& Commands() {
          NeedPositional(ctx, 0, 0);
          const auto info = RecordFromArgs<Client::SetupNodeInfo>(ctx.args);
          NeedMac(info, info.mac, "--mac");
-         const ERROR_CODE code = Call(ctx, [&](M& m) { return m.StartSetupNode(info); });
-         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
-         return Follow(ctx, &SetupProgress);
+         return DoneOrFollow(ctx, Call(ctx, [&](M& m) { return m.StartSetupNode(info); }),
+                             [](Context& c) { return Follow(c, &SetupProgress); });
        }},
       {"notice-wps-result", "--success on|off --station MAC [--interface IF] [--file PATH|--data JSON]",
        "Tells the daemon how a WPS session ended.", RecordOptions<Client::WPSResultInfo>(),
@@ -602,9 +605,8 @@ const std::vector<Command>& Commands() {
        "follow!",
        [](Context& ctx) {
          const auto ids = ParseNodeIds(ctx.args.Positional());
-         const ERROR_CODE code = Call(ctx, [&](M& m) { return m.TriggerCustomTopologyScan(ids); });
-         if (code != ERROR_CODE::NONE || !ctx.args.Flag("follow")) return Done(ctx, code);
-         return WaitFor(ctx, &M::GetCustomTopologyScanResult, &TopologyScanOver);
+         return DoneOrFollow(ctx, Call(ctx, [&](M& m) { return m.TriggerCustomTopologyScan(ids); }),
+                             [](Context& c) { return WaitFor(c, &M::GetCustomTopologyScanResult, &TopologyScanOver); });
        }},
       Getter("get-custom-topology-scan-result", "Prints the possible uplinks found, by node id.",
              &M::GetCustomTopologyScanResult),

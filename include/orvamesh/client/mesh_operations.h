@@ -73,3 +73,7 @@
   REMOTE(Client::Result<Client::CustomTopologyListMap>, ListCustomTopology, (), (), ListCustomTopology, list_custom_topology) \
   REMOTE(Client::ERROR_CODE, SetCustomTopologyConfig, (const Client::CustomTopologySetMap& configs), (configs), SetCustomTopologyConfig, set_custom_topology_config)
 // clang-format on
+
+// Only the operations that call the daemon: one per D-Bus method of the interface.
+#define ORVA_MESH_DBUS_METHODS(REMOTE) ORVA_MESH_CLIENT_OPERATIONS(REMOTE, ORVA_MESH_NO_OPERATION)
+#define ORVA_MESH_NO_OPERATION(...)

@@ -41,9 +41,7 @@ class ORVA_EXPORT MeshGDBusClient : public GDBusClient<OrvaMesh> {
   // One operation per D-Bus method, named like the method, for example
   //   Result<std::string> GetNodeName(NodeId nodeId);
 #define ORVA_DECLARE_METHOD(Return, Operation, Parameters, Arguments, Method, ...) Return Method Parameters;
-#define ORVA_LOCAL(...)
-  ORVA_MESH_CLIENT_OPERATIONS(ORVA_DECLARE_METHOD, ORVA_LOCAL)
-#undef ORVA_LOCAL
+  ORVA_MESH_DBUS_METHODS(ORVA_DECLARE_METHOD)
 #undef ORVA_DECLARE_METHOD
 
   GQuark GetErrorDomain() const noexcept { return quark_; }

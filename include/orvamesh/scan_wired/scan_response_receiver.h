@@ -63,7 +63,8 @@ class ORVA_EXPORT WiredScanResponseReceiver {
   unsigned short GetListeningPort() const;
 
  private:
-  void Validate();
+  void Validate() const;
+  void MakeReceiver();
   void ValidateAddress() const;
   void ValidatePublicKey() const;
   void ValidateSecretKey() const;

@@ -36,9 +36,7 @@ using Signatures = std::map<std::string, std::pair<std::string, std::string>>;  
 Signatures FromTheList() {
 #define ORVA_REMOTE(Return, Operation, Parameters, Arguments, DBusMethod, ...) \
   {#DBusMethod, {Signature<Return Parameters>::In(), Signature<Return Parameters>::Out()}},
-#define ORVA_LOCAL(...)
-  return {ORVA_MESH_CLIENT_OPERATIONS(ORVA_REMOTE, ORVA_LOCAL)};
-#undef ORVA_LOCAL
+  return {ORVA_MESH_DBUS_METHODS(ORVA_REMOTE)};
 #undef ORVA_REMOTE
 }
 
