@@ -11,6 +11,7 @@
 #include <string>
 #include <type_traits>
 
+#include "dbus/payload_reader.h"
 #include "orvamesh/dbus/mesh_gdbus_serialize.h"
 
 namespace ORVA::MESH::SDK::Dbus::Detail {
@@ -82,10 +83,19 @@ class PayloadIArchive
   ByteSource& source_;
 };
 
-// GVariantToObject through PayloadIArchive.
+// GVariantToObject through the direct reader where it can, else through PayloadIArchive.
 template <typename T>
 T DecodePayload(const GVariantWrapper& wrapper) {
   GVariantAYUnwrapper bytes(wrapper);
+  if constexpr (DirectlyReadable<T>::value) {
+    try {
+      T value{};
+      PayloadReader(bytes.View()).Read(value);
+      return value;
+    } catch (const PayloadReader::GiveUp&) {
+      // the archive reads it again and has the last word
+    }
+  }
   ByteSource source(bytes.View());
   PayloadIArchive archive(source);
   T value{};

@@ -1,0 +1,109 @@
+// The direct payload reader: it must read the payloads it claims on its own (or the speed it
+// exists for is silently lost), agree with the archive on every one of them, and give up,
+// never half-read, on anything else, so that the archive has the last word.
+#include "dbus/payload_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "dbus/payload_iarchive.h"
+#include "orvamesh/client/mesh_records.h"
+#include "orvamesh/dbus/mesh_gdbus_serialize.h"
+#include "support/mesh_samples.h"
+
+namespace {
+
+using namespace ORVA::MESH::SDK;
+using namespace ORVA::MESH::SDK::Client;
+using Dbus::Detail::DirectlyReadable;
+using Dbus::Detail::PayloadReader;
+namespace sample = orva::test::sample;
+
+static_assert(DirectlyReadable<NodeInfoMap>::value && DirectlyReadable<NodeIdList>::value &&
+              DirectlyReadable<ScanResult>::value && DirectlyReadable<SystemUtilizationMap>::value &&
+              DirectlyReadable<DevicesMap>::value && DirectlyReadable<MeshTopologyMap>::value &&
+              DirectlyReadable<NodeCapabilityList>::value && DirectlyReadable<SystemUpdateProgress>::value);
+// LedConfig reads itself through a free function the direct reader does not know.
+static_assert(!DirectlyReadable<LedConfigMap>::value && !DirectlyReadable<std::vector<bool>>::value);
+
+std::string BytesOf(const Dbus::GVariantWrapper& payload) {
+  return std::string(Dbus::GVariantAYUnwrapper(payload).View());
+}
+
+template <typename T>
+T ReadDirectly(const std::string& bytes) {
+  T value{};
+  PayloadReader(bytes).Read(value);
+  return value;
+}
+
+template <typename T>
+void ExpectReadDirectlyAsTheArchiveDoes(const T& value) {
+  const Dbus::GVariantWrapper payload = Dbus::ObjectToGVariant(value);
+  T direct{};
+  ASSERT_NO_THROW(direct = ReadDirectly<T>(BytesOf(payload))) << "the reader gave up on its own kind of payload";
+  EXPECT_EQ(direct, Dbus::GVariantToObject<T>(payload));
+  EXPECT_EQ(direct, value);
+}
+
+TEST(DirectPayloadReader, ReadsEveryShapeItClaimsExactlyAsTheArchiveDoes) {
+  NodeInfoMap nodes = sample::Nodes(40);
+  nodes[7].mac = Mac("not a mac");
+  nodes[8].addresses.clear();
+  ExpectReadDirectlyAsTheArchiveDoes(nodes);
+  ExpectReadDirectlyAsTheArchiveDoes(NodeInfoMap{});
+  ExpectReadDirectlyAsTheArchiveDoes(sample::Scan());
+  ExpectReadDirectlyAsTheArchiveDoes(sample::Setup());
+  ExpectReadDirectlyAsTheArchiveDoes(sample::Update());
+  ExpectReadDirectlyAsTheArchiveDoes(sample::Join());
+  ExpectReadDirectlyAsTheArchiveDoes(MeshTopologyMap{{"wired", {{sample::MacNo(1), sample::MacNo(2)}}}, {"none", {}}});
+  ExpectReadDirectlyAsTheArchiveDoes(NodeIdList{1, 2, 0xffffffffu});
+  ExpectReadDirectlyAsTheArchiveDoes(NodeCapabilityList{{3, {"ledSchedule", "customTopology"}}, {4, {}}});
+  ExpectReadDirectlyAsTheArchiveDoes(std::vector<std::vector<std::string>>{{"a"}, {}, {"b", std::string(300, 'c')}});
+  // An empty map carries no class information for its entries; the next one does.
+  ExpectReadDirectlyAsTheArchiveDoes(std::vector<std::map<NodeId, uint8_t>>{{}, {{1, 100}, {2, 0}}});
+}
+
+TEST(DirectPayloadReader, GivesUpOnEveryCutOfAPayloadInsteadOfReturningPartOfIt) {
+  const std::string full = BytesOf(Dbus::ObjectToGVariant(sample::Nodes(3)));
+  for (std::size_t cut = 0; cut < full.size(); ++cut) {
+    EXPECT_THROW(ReadDirectly<NodeInfoMap>(full.substr(0, cut)), PayloadReader::GiveUp) << cut;
+  }
+}
+
+// The first bytes of a map payload are the map's class information: tracking, then version.
+// A writer that versions or tracks the class is the archive's business; the client then
+// returns whatever the archive makes of the bytes, success or refusal.
+TEST(DirectPayloadReader, LeavesVersionedOrTrackedClassesToTheArchive) {
+  const std::string plain = BytesOf(Dbus::ObjectToGVariant(sample::Nodes(2)));
+  for (const auto& [offset, byte] : {std::pair<std::size_t, char>{1, '\x01'}, {0, '\x01'}}) {
+    std::string bytes = plain;
+    bytes[offset] = byte;
+    SCOPED_TRACE(offset);
+    EXPECT_THROW(ReadDirectly<NodeInfoMap>(bytes), PayloadReader::GiveUp);
+    const Dbus::GVariantWrapper payload = Dbus::BytesToGVariant(bytes);
+    NodeInfoMap archive;
+    try {
+      archive = Dbus::GVariantToObject<NodeInfoMap>(payload);
+    } catch (const std::exception&) {
+      EXPECT_ANY_THROW(Dbus::Detail::DecodePayload<NodeInfoMap>(payload));
+      continue;
+    }
+    EXPECT_EQ(Dbus::Detail::DecodePayload<NodeInfoMap>(payload), archive);
+  }
+}
+
+TEST(DirectPayloadReader, KeepsTheFirstValueOfAKeyThatComesTwiceAsTheArchiveDoes) {
+  std::string bytes = BytesOf(Dbus::ObjectToGVariant(std::map<NodeId, uint8_t>{{1, 10}, {2, 20}}));
+  // The entries are the last ten bytes: key 1, value 10, key 2, value 20 (with their sizes).
+  const std::size_t second = bytes.size() - 5;
+  bytes[second] = '\x01';
+  const Dbus::GVariantWrapper payload = Dbus::BytesToGVariant(bytes);
+  const auto expected = Dbus::GVariantToObject<std::map<NodeId, uint8_t>>(payload);
+  ASSERT_EQ(expected, (std::map<NodeId, uint8_t>{{1, 10}}));
+  EXPECT_EQ((ReadDirectly<std::map<NodeId, uint8_t>>(bytes)), expected);
+}
+
+}  // namespace
