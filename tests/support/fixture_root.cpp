@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 
 #include "orvamesh/platform/system_root.h"
@@ -57,12 +58,9 @@ std::vector<std::vector<std::string>> FixtureRoot::Calls(const std::string& prog
   std::ifstream in(Join(program + ".calls"));
   std::string line;
   while (std::getline(in, line)) {
-    std::vector<std::string> argv;
-    std::string::size_type start = 0;
-    for (std::string::size_type sep; (sep = line.find('\x1f', start)) != std::string::npos; start = sep + 1) {
-      argv.push_back(line.substr(start, sep - start));
-    }
-    calls.push_back(argv);
+    std::istringstream fields(line);
+    calls.emplace_back();
+    for (std::string field; std::getline(fields, field, '\x1f');) calls.back().push_back(field);
   }
   return calls;
 }

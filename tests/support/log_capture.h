@@ -17,9 +17,7 @@ struct LogLine {
 class LogCapture {
  public:
   LogCapture();
-  ~LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
+  ~LogCapture();  // not copyable: it owns a mutex
 
   std::vector<LogLine> Lines() const;
   std::vector<std::string> Texts() const;

@@ -1,6 +1,5 @@
 #include "support/mesh_test_daemon.h"
 
-#include <cstdlib>
 #include <future>
 #include <stdexcept>
 #include <vector>
@@ -29,16 +28,14 @@ std::runtime_error Failure(const std::string& what, GError* error) {
 // Asked on a connection of its own: the program's shared system-bus connection is the code
 // under test and keeps whatever settings the library gave it.
 GDBusConnection* Connect(GError** error) {
-  const char* address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
-  if (address == nullptr) {
-    g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_NOT_FOUND, "DBUS_SYSTEM_BUS_ADDRESS is not set");
-    return nullptr;
-  }
+  gchar* address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SYSTEM, nullptr, error);
+  if (address == nullptr) return nullptr;
   GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
       address,
       static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
                                         G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
       nullptr, nullptr, error);
+  g_free(address);
   if (connection != nullptr) g_dbus_connection_set_exit_on_close(connection, FALSE);
   return connection;
 }
@@ -56,25 +53,10 @@ bool NameHasOwner(GDBusConnection* connection) {
 }
 }  // namespace
 
-GQuark MeshTestDaemon::ForeignDomain() { return g_quark_from_static_string("orva-test-foreign-error"); }
-
 MeshTestDaemon::MeshTestDaemon() {
   MeshDomain();
   context_ = g_main_context_new();
   loop_ = g_main_loop_new(context_, FALSE);
-  skeleton_ = orva_mesh_skeleton_new();
-  // One generic handler for every "handle-<method>" signal of the generated skeleton: it
-  // answers from the invocation's method name and parameters.
-  guint count = 0;
-  guint* ids = g_signal_list_ids(ORVA_TYPE_MESH, &count);
-  for (guint i = 0; i < count; ++i) {
-    const std::string name = g_signal_name(ids[i]);
-    if (name.rfind("handle-", 0) != 0) continue;
-    GClosure* closure = g_closure_new_simple(sizeof(GClosure), this);
-    g_closure_set_marshal(closure, &MeshTestDaemon::Marshal);
-    g_signal_connect_closure(skeleton_, name.c_str(), closure, FALSE);
-  }
-  g_free(ids);
   thread_ = std::thread([this] {
     g_main_context_push_thread_default(context_);
     g_main_loop_run(loop_);
@@ -92,7 +74,6 @@ MeshTestDaemon::~MeshTestDaemon() {
       context_, [](gpointer loop) -> gboolean { g_main_loop_quit(static_cast<GMainLoop*>(loop)); return G_SOURCE_REMOVE; },
       loop_);
   thread_.join();
-  g_object_unref(skeleton_);
   g_main_loop_unref(loop_);
   g_main_context_unref(context_);
   for (auto& [name, value] : replies_) g_variant_unref(value);
@@ -143,8 +124,12 @@ void MeshTestDaemon::JoinInThread(MeshTestDaemon* self) {
   GError* error = nullptr;
   GDBusConnection* connection = Connect(&error);
   if (connection == nullptr) throw Failure("test daemon cannot connect", error);
-  if (!g_dbus_interface_skeleton_export(G_DBUS_INTERFACE_SKELETON(self->skeleton_), connection,
-                                        Dbus::kMeshObjectPath, &error)) {
+  // The generated interface description checks every call's arguments before Handle sees it;
+  // calls are served on this thread, whose context is the default one here.
+  static const GDBusInterfaceVTable kVTable = {&MeshTestDaemon::Handle, nullptr, nullptr, {}};
+  self->registration_ = g_dbus_connection_register_object(connection, Dbus::kMeshObjectPath,
+                                                          orva_mesh_interface_info(), &kVTable, self, nullptr, &error);
+  if (self->registration_ == 0) {
     g_object_unref(connection);
     throw Failure("test daemon cannot export", error);
   }
@@ -158,8 +143,7 @@ void MeshTestDaemon::JoinInThread(MeshTestDaemon* self) {
     g_variant_unref(reply);
   }
   if (result != 1 /* primary owner */) {
-    g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(self->skeleton_));
-    g_object_unref(connection);
+    g_object_unref(connection);  // and with it the registration
     throw Failure("test daemon cannot own its name", error);
   }
   self->connection_.store(connection);
@@ -168,7 +152,6 @@ void MeshTestDaemon::JoinInThread(MeshTestDaemon* self) {
 void MeshTestDaemon::LeaveInThread(MeshTestDaemon* self) {
   GDBusConnection* connection = self->connection_.exchange(nullptr);
   if (connection == nullptr) return;
-  g_dbus_interface_skeleton_unexport(G_DBUS_INTERFACE_SKELETON(self->skeleton_));
   g_dbus_connection_close_sync(connection, nullptr, nullptr);
   g_object_unref(connection);
 }
@@ -213,31 +196,29 @@ void MeshTestDaemon::RefuseWith(Client::ERROR_CODE code) {
 }
 
 void MeshTestDaemon::EmitDummySignal() {
-  RunInThread([](MeshTestDaemon* self) { orva_mesh_emit_dummy_signal(self->skeleton_); });
+  RunInThread([](MeshTestDaemon* self) {
+    g_dbus_connection_emit_signal(self->connection_.load(), nullptr, Dbus::kMeshObjectPath,
+                                  orva_mesh_interface_info()->name, "DummySignal", nullptr, nullptr);
+  });
 }
 
-void MeshTestDaemon::Marshal(GClosure* closure, GValue* result, guint, const GValue* params, gpointer,
-                             gpointer) {
-  auto* self = static_cast<MeshTestDaemon*>(closure->data);
-  self->Handle(G_DBUS_METHOD_INVOCATION(g_value_get_object(&params[1])));
-  if (result != nullptr) g_value_set_boolean(result, TRUE);
-}
-
-void MeshTestDaemon::Handle(GDBusMethodInvocation* invocation) {
-  const std::string method = g_dbus_method_invocation_get_method_name(invocation);
+void MeshTestDaemon::Handle(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* name,
+                            GVariant* parameters, GDBusMethodInvocation* invocation, gpointer data) {
+  auto* self = static_cast<MeshTestDaemon*>(data);
+  const std::string method = name;
   Mode mode;
   Client::ERROR_CODE refusal;
   GVariant* reply = nullptr;
   {
-    std::lock_guard<std::mutex> lock(mutex_);
-    ++calls_[method];
-    auto& slot = arguments_[method];
+    std::lock_guard<std::mutex> lock(self->mutex_);
+    ++self->calls_[method];
+    auto& slot = self->arguments_[method];
     if (slot != nullptr) g_variant_unref(slot);
-    slot = g_variant_ref(g_dbus_method_invocation_get_parameters(invocation));
-    mode = mode_;
-    refusal = refusal_;
-    auto it = replies_.find(method);
-    if (it != replies_.end()) reply = g_variant_ref(it->second);
+    slot = g_variant_ref(parameters);
+    mode = self->mode_;
+    refusal = self->refusal_;
+    auto it = self->replies_.find(method);
+    if (it != self->replies_.end()) reply = g_variant_ref(it->second);
   }
   const GDBusMethodInfo* info = g_dbus_method_invocation_get_method_info(invocation);
   const bool bytesOut = info->out_args != nullptr && info->out_args[0] != nullptr &&
@@ -248,8 +229,8 @@ void MeshTestDaemon::Handle(GDBusMethodInvocation* invocation) {
         Dbus::MeshGDBusCommon::MarshalErrorCodeToGInt(Dbus::FromClientErrorCode(refusal)),
         "refused by the test daemon");
   } else if (mode == Mode::kForeignError) {
-    g_dbus_method_invocation_return_error_literal(invocation, ForeignDomain(), kForeignCode,
-                                                  "an error nobody registered");
+    g_dbus_method_invocation_return_error_literal(invocation, g_quark_from_static_string("orva-test-foreign-error"),
+                                                  7, "an error nobody registered");
   } else if (mode == Mode::kGarbage && bytesOut) {
     static const guchar kGarbage[] = {0x01, 0x02, 0x03};
     g_dbus_method_invocation_return_value(

@@ -1,6 +1,6 @@
 #pragma once
-// A stand-in for the mesh daemon, built on the library's generated skeleton: it owns
-// "com.velanto.mesh" on the bus DBUS_SYSTEM_BUS_ADDRESS names (see private_bus.h), exports
+// A stand-in for the mesh daemon, built on the library's generated interface description: it
+// owns "com.velanto.mesh" on the bus DBUS_SYSTEM_BUS_ADDRESS names (see private_bus.h), exports
 // the interface at "/com/velanto/mesh/v1" and serves it from a thread of its own, on a
 // connection of its own, so clients in the same process really go through the bus.
 //
@@ -59,24 +59,18 @@ class MeshTestDaemon {
   // Emits "DummySignal" from the daemon's thread.
   void EmitDummySignal();
 
-  // The domain and code of the foreign error.
-  static GQuark ForeignDomain();
-  static constexpr int kForeignCode = 7;
-
  private:
-  void Handle(GDBusMethodInvocation* invocation);
+  static void Handle(GDBusConnection*, const gchar* sender, const gchar* path, const gchar* interface,
+                     const gchar* method, GVariant* parameters, GDBusMethodInvocation* invocation, gpointer self);
   void RunInThread(void (*fn)(MeshTestDaemon*));
   static void JoinInThread(MeshTestDaemon* self);
   static void LeaveInThread(MeshTestDaemon* self);
-  static void Marshal(GClosure* closure, GValue* result, guint count, const GValue* params,
-                      gpointer hint, gpointer data);
 
   GMainContext* context_ = nullptr;
   GMainLoop* loop_ = nullptr;
   std::thread thread_;
   std::atomic<GDBusConnection*> connection_{nullptr};
-  OrvaMesh* skeleton_ = nullptr;
-  guint ownerId_ = 0;
+  guint registration_ = 0;
 
   mutable std::mutex mutex_;
   std::map<std::string, GVariant*> replies_;

@@ -24,7 +24,6 @@ class PrivateBus {
   const std::string& Address() const { return address_; }
   // Kills the daemon (SIGKILL) and reaps it: every connection to it breaks at once.
   void Kill();
-  bool Running() const { return pid_ > 0; }
 
  private:
   TempDir dir_;

@@ -6,19 +6,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
-#include <vector>
 
 namespace orva::test {
 
 TempDir::TempDir() {
   const char* base = std::getenv("TMPDIR");
-  std::string pattern = std::string(base != nullptr ? base : "/tmp") + "/orvamesh-test-XXXXXX";
-  std::vector<char> buffer(pattern.begin(), pattern.end());
-  buffer.push_back('\0');
-  if (::mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed for " + pattern);
-  path_ = buffer.data();
+  path_ = std::string(base != nullptr ? base : "/tmp") + "/orvamesh-test-XXXXXX";
+  if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("mkdtemp failed for " + path_);
 }
 
 TempDir::~TempDir() {
@@ -31,13 +27,10 @@ std::string TempDir::Join(const std::string& relative) const {
 }
 
 std::string TempDir::WriteFile(const std::string& relative, const std::string& content, int mode) const {
-  std::string path = Join(relative);
+  const std::string path = Join(relative);
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) throw std::runtime_error("cannot write " + path);
-    out << content;
-  }
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  if (!(out << content)) throw std::runtime_error("cannot write " + path);
   ::chmod(path.c_str(), static_cast<mode_t>(mode));
   return path;
 }
@@ -45,9 +38,7 @@ std::string TempDir::WriteFile(const std::string& relative, const std::string& c
 std::string TempDir::ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) throw std::runtime_error("cannot read " + path);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
+  return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 }  // namespace orva::test

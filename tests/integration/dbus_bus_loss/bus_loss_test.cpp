@@ -11,6 +11,7 @@
 #include "orvamesh/base/exception.h"
 #include "support/mesh_test_daemon.h"
 #include "support/private_bus.h"
+#include "support/thrown_text.h"
 #include "support/wait_until.h"
 
 namespace {
@@ -18,22 +19,12 @@ namespace {
 using namespace ORVA::MESH::SDK;
 using namespace ORVA::MESH::SDK::Client;
 
-class CountingSpec : public SignalHandleSpec {
- public:
+struct CountingSpec : SignalHandleSpec {
+  std::atomic<int> count{0};
   std::function<void()> GetDummyHandler() override {
     return [this] { ++count; };
   }
-  std::atomic<int> count{0};
 };
-
-std::string NestedText(const Exception::MeshClientException& e) {
-  try {
-    std::rethrow_if_nested(e);
-  } catch (const std::exception& inner) {
-    return inner.what();
-  }
-  return {};
-}
 
 TEST(BusLoss, AKilledBusLeavesTheClientProcessAliveWithExceptions) {
   ORVA_REQUIRE_PRIVATE_BUS();
@@ -67,7 +58,8 @@ TEST(BusLoss, AKilledBusLeavesTheClientProcessAliveWithExceptions) {
       client->StartScan();
       ADD_FAILURE() << "a call over a dead bus succeeded";
     } catch (const Exception::MeshClientException& e) {
-      EXPECT_NE(NestedText(e).find("Local dbus error received: ["), std::string::npos) << NestedText(e);
+      const std::string inner = orva::test::ThrownText<std::exception>([&] { std::rethrow_if_nested(e); });
+      EXPECT_NE(inner.find("Local dbus error received: ["), std::string::npos) << inner;
     }
   }
   EXPECT_EQ(client->GetHyfiMitigationEnabled(), Result<bool>(ERROR_CODE::NONE, false));

@@ -15,20 +15,6 @@ namespace {
 const std::vector<std::string> kTools = {"orvamesh", "orvamesh-scan", "orvamesh-upgrade", "orvamesh-simd",
                                          "orvamesh-node"};
 
-TEST(ToolConventions, HelpAndVersionGoToStandardOutputWithStatusZero) {
-  for (const std::string& name : kTools) {
-    for (const char* help : {"-h", "--help"}) {
-      const auto run = RunTool(ToolPath(name), {help});
-      EXPECT_EQ(run.status, 0) << name << " " << help;
-      EXPECT_NE(run.out.find("Usage: " + name), std::string::npos) << name << " " << help << ": " << run.out;
-      EXPECT_EQ(run.err, "") << name;
-    }
-    const auto version = RunTool(ToolPath(name), {"--version"});
-    EXPECT_EQ(version.status, 0) << name;
-    EXPECT_EQ(version.out, name + " " ORVAMESH_VERSION_STRING " (liborvamesh " ORVAMESH_VERSION_STRING ")\n");
-  }
-}
-
 // Status of the tool run with `args` and its standard output on /dev/full.
 int RunIntoAFullDisk(const std::string& name, std::vector<std::string> args) {
   args.insert(args.begin(), {"-c", "exec \"$0\" \"$@\" >/dev/full 2>/dev/null", ToolPath(name)});
@@ -53,10 +39,20 @@ std::string Complete(const std::string& typed) {
       .out;
 }
 
-// Man pages and completion scripts come from the same tables as --help: every subcommand shows
-// in both, and bash completes subcommands and their options with the script.
-TEST(ToolConventions, ManPagesAndCompletionNameEverySubcommandOfTheHelp) {
+// Help and version go to standard output with status 0. Man pages and completion scripts come
+// from the same tables as --help: every subcommand shows in both, and bash completes
+// subcommands and their options with the script.
+TEST(ToolConventions, HelpVersionManPagesAndCompletionNameEverySubcommand) {
   for (const std::string& name : kTools) {
+    for (const char* help : {"-h", "--help"}) {
+      const auto run = RunTool(ToolPath(name), {help});
+      EXPECT_EQ(run.status, 0) << name << " " << help;
+      EXPECT_NE(run.out.find("Usage: " + name), std::string::npos) << name << " " << help << ": " << run.out;
+      EXPECT_EQ(run.err, "") << name;
+    }
+    const auto version = RunTool(ToolPath(name), {"--version"});
+    EXPECT_EQ(version.status, 0) << name;
+    EXPECT_EQ(version.out, name + " " ORVAMESH_VERSION_STRING " (liborvamesh " ORVAMESH_VERSION_STRING ")\n");
     const auto man = RunTool(ToolPath(name), {"--man"});
     const auto completion = RunTool(ToolPath(name), {"--bash-completion"});
     ASSERT_EQ(man.status, 0) << name;

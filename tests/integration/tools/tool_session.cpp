@@ -102,25 +102,20 @@ ToolRun Cli(std::vector<std::string> args) {
   return RunTool(CliPath(), args);
 }
 
-SimDaemon::SimDaemon(int tickMs, const std::string& meshFile) : tickMs_(tickMs), meshFile_(meshFile) { Start(); }
+SimDaemon::SimDaemon(int tickMs) {
+  const std::string bus = SharedPrivateBus().Address();
+  // Through a shell only to silence the daemon's standard output; exec keeps the pid.
+  pid_ = SpawnTied({"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/null", SimdPath(), "--bus", bus, "--tick-ms",
+                    std::to_string(tickMs), ExampleMesh()});
+  if (!WaitUntil([] { return Cli({"get-node-ids"}).status == 0; })) {
+    throw std::runtime_error("orvamesh-simd did not come up on " + bus);
+  }
+}
 
 SimDaemon::~SimDaemon() {
   if (pid_ <= 0) return;
   ::kill(pid_, SIGTERM);
-  if (!WaitUntil([&] { return ::waitpid(pid_, nullptr, WNOHANG) == pid_; })) {
-    ::kill(pid_, SIGKILL);
-    Reap(pid_);
-  }
-}
-
-void SimDaemon::Start() {
-  const std::string bus = SharedPrivateBus().Address();
-  // Through a shell only to silence the daemon's standard output; exec keeps the pid.
-  pid_ = SpawnTied({"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/null", SimdPath(), "--bus", bus, "--tick-ms",
-                    std::to_string(tickMs_), meshFile_});
-  if (!WaitUntil([] { return Cli({"get-node-ids"}).status == 0; })) {
-    throw std::runtime_error("orvamesh-simd did not come up on " + bus);
-  }
+  if (!WaitUntil([&] { return ::waitpid(pid_, nullptr, WNOHANG) == pid_; })) Kill();
 }
 
 void SimDaemon::Kill() {
@@ -128,11 +123,6 @@ void SimDaemon::Kill() {
   ::kill(pid_, SIGKILL);
   Reap(pid_);
   pid_ = -1;
-}
-
-void SimDaemon::Restart() {
-  Kill();
-  Start();
 }
 
 }  // namespace orva::test

@@ -32,19 +32,15 @@ std::vector<std::string> SubcommandsInHelp(const std::string& name, const std::s
 // One orvamesh-simd process; stopped (SIGTERM, then SIGKILL) on destruction.
 class SimDaemon {
  public:
-  // Starts the daemon and waits until it answers.
-  explicit SimDaemon(int tickMs, const std::string& meshFile = ExampleMesh());
+  // Starts the daemon on the example mesh and waits until it answers.
+  explicit SimDaemon(int tickMs);
   ~SimDaemon();
   SimDaemon(const SimDaemon&) = delete;
   SimDaemon& operator=(const SimDaemon&) = delete;
 
-  void Kill();     // SIGKILL, as a crash would
-  void Restart();  // a new process with the same mesh file
+  void Kill();  // SIGKILL, as a crash would
 
  private:
-  void Start();
-  int tickMs_;
-  std::string meshFile_;
   pid_t pid_ = -1;
 };
 

@@ -12,36 +12,18 @@ namespace {
 using orva::test::LogCapture;
 namespace Log = ORVA::MESH::SDK::Log;
 
-TEST(Log, PrefixesFileAndLineAndKeepsThePriority) {
+TEST(Log, PrefixesFileAndLineKeepsThePriorityAndFormatsLinesLongerThanTheStackBuffer) {
   LogCapture capture;
   const int line = __LINE__ + 1;
   ORVA_LOG_ERR("Fail to lock mutex [%d]", 22);
-  ORVA_LOG_INFO("ignored");
+  const std::string big(5000, 'x');
+  ORVA_LOG_DEBUG("dump %s end", big.c_str());
   const auto lines = capture.Lines();
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0].priority, LOG_ERR);
   EXPECT_EQ(lines[0].text, "tests/unit/base/log_test:" + std::to_string(line) + " Fail to lock mutex [22]");
-  EXPECT_EQ(lines[1].priority, LOG_INFO);
-}
-
-TEST(Log, FormatsLinesLongerThanTheStackBuffer) {
-  LogCapture capture;
-  const std::string big(5000, 'x');
-  ORVA_LOG_DEBUG("dump %s end", big.c_str());
-  ASSERT_EQ(capture.Lines().size(), 1u);
-  EXPECT_NE(capture.Lines()[0].text.find(big + " end"), std::string::npos);
-}
-
-TEST(Log, RestoresThePreviousSinkWhenTheCaptureEnds) {
-  LogCapture outer;
-  {
-    LogCapture inner;
-    ORVA_LOG_ERR("inner");
-    EXPECT_TRUE(inner.Contains("inner"));
-  }
-  ORVA_LOG_ERR("outer");
-  EXPECT_TRUE(outer.Contains("outer"));
-  EXPECT_FALSE(outer.Contains("inner"));
+  EXPECT_EQ(lines[1].priority, LOG_DEBUG);
+  EXPECT_NE(lines[1].text.find(big + " end"), std::string::npos);
 }
 
 TEST(Log, UnhandledInDestructorNamesTheException) {
@@ -59,32 +41,38 @@ TEST(Log, UnhandledInDestructorNamesTheException) {
   EXPECT_NE(texts[1].find(" Unhandled and unknown exception in destructor"), std::string::npos);
 }
 
-TEST(Log, LinesAboveTheMaximumPriorityAreNotEvenFormatted) {
-  LogCapture capture;
-  const int previous = Log::SetMaxPriority(LOG_INFO);
-  int formatted = 0;
-  auto counted = [&] { return ++formatted; };
-  ORVA_LOG_DEBUG("hidden %d", counted());
-  ORVA_LOG_INFO("shown %d", counted());
-  EXPECT_EQ(formatted, 2) << "arguments are evaluated as in any call";
+TEST(Log, LinesAboveTheMaximumPriorityAreDroppedThoughTheirArgumentsAreEvaluated) {
+  LogCapture capture;  // puts the previous maximum back when it ends
+  Log::SetMaxPriority(LOG_INFO);
+  int evaluated = 0;
+  ORVA_LOG_DEBUG("hidden %d", ++evaluated);
+  ORVA_LOG_INFO("shown %d", ++evaluated);
+  EXPECT_EQ(evaluated, 2) << "arguments are evaluated as in any call";
   EXPECT_FALSE(Log::Enabled(LOG_DEBUG));
   EXPECT_TRUE(Log::Enabled(LOG_ERR));
   EXPECT_EQ(capture.Texts().size(), 1u);
-  Log::SetMaxPriority(previous);
 }
 
 // A sink that logs (a forwarder that reports its own failures) must not wait for itself.
-TEST(Log, ASinkThatLogsDoesNotDeadlock) {
-  LogCapture capture;
-  int calls = 0;
-  Log::Sink previous = Log::SetSink([&](int, const std::string&) {
-    ++calls;
-    ORVA_LOG_ERR("the sink's own complaint");
-  });
-  ORVA_LOG_ERR("first");
-  ORVA_LOG_ERR("second");
-  Log::SetSink(std::move(previous));
-  EXPECT_EQ(calls, 2);
+TEST(Log, ASinkThatLogsDoesNotDeadlockAndTheCaptureRestoresThePreviousSink) {
+  LogCapture outer;
+  {
+    LogCapture inner;
+    int calls = 0;
+    Log::Sink previous = Log::SetSink([&](int, const std::string&) {
+      ++calls;
+      ORVA_LOG_ERR("the sink's own complaint");
+    });
+    ORVA_LOG_ERR("first");
+    ORVA_LOG_ERR("second");
+    Log::SetSink(std::move(previous));
+    EXPECT_EQ(calls, 2);
+    ORVA_LOG_ERR("inner");
+    EXPECT_TRUE(inner.Contains("inner"));
+  }
+  ORVA_LOG_ERR("outer");
+  EXPECT_TRUE(outer.Contains("outer"));
+  EXPECT_FALSE(outer.Contains("inner"));
 }
 
 }  // namespace

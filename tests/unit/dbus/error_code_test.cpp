@@ -80,16 +80,14 @@ TEST(ErrorCodeTables, EveryBusCodeCastsBothWaysAndCarriesItsNames) {
   }
 }
 
-TEST(ErrorCodeTables, UnknownErrorHasANameButCanNeverBeSent) {
+// Outbound unknown values are programming errors, inbound ones are data errors, and the bus
+// side's names and all numerical strings are for log lines, so they never throw. UNKNOWN_ERROR
+// has a name but can never be sent.
+TEST(ErrorCodeTables, UnknownValuesFailByDirection) {
   EXPECT_STREQ(Client::ErrorCodeToSemanticString(ERROR_CODE::UNKNOWN_ERROR), "UNKNOWN_ERROR");
   ExpectWhat(ThrownText<Exception::InvalidEnumException>([] { Dbus::FromClientErrorCode(ERROR_CODE::UNKNOWN_ERROR); }),
              "dbus/mesh_gdbus_error_code:FromClientErrorCode",
              "Invalid ERROR_CODE enum passed, raw value: 1, forgot to add the entry in the cast map?");
-}
-
-// Outbound unknown values are programming errors, inbound ones are data errors, and the bus
-// side's names and all numerical strings are for log lines, so they never throw.
-TEST(ErrorCodeTables, UnknownValuesFailByDirection) {
   const auto bad = static_cast<MESH_GDBUS_ERROR_CODE>(12);
   EXPECT_STREQ(Dbus::ToSemanticString(bad), "UndefinedEnum");
   EXPECT_EQ(Client::ErrorCodeToNumericalString(static_cast<ERROR_CODE>(65535)), "65535");
@@ -109,12 +107,9 @@ TEST(ErrorCodeTables, UnknownValuesFailByDirection) {
   EXPECT_THROW(Dbus::MeshGDBusCommon::UnmarshalErrorCodeFromGInt(11), Exception::MalformedEnumException);
   EXPECT_THROW(Dbus::MeshGDBusCommon::MarshalErrorCodeToGInt(static_cast<MESH_GDBUS_ERROR_CODE>(11)),
                Exception::InvalidEnumException);
-}
-
-TEST(ErrorCodeTables, BusIntegersOutsideSixteenBitsFailTheNarrowing) {
-  using Common = Dbus::MeshGDBusCommon;
-  EXPECT_THROW(Common::UnmarshalErrorCodeFromGInt(-1), boost::numeric::negative_overflow);
-  EXPECT_THROW(Common::UnmarshalErrorCodeFromGInt(65536), boost::numeric::positive_overflow);
+  // Bus integers outside sixteen bits fail the narrowing.
+  EXPECT_THROW(Dbus::MeshGDBusCommon::UnmarshalErrorCodeFromGInt(-1), boost::numeric::negative_overflow);
+  EXPECT_THROW(Dbus::MeshGDBusCommon::UnmarshalErrorCodeFromGInt(65536), boost::numeric::positive_overflow);
 }
 
 TEST(ErrorEntryContainer, KeepsItsNamesValidThroughCopiesMovesAndGrowth) {
@@ -140,36 +135,22 @@ TEST(ErrorEntryContainer, RefusesNamesThatAreNotDBusNames) {
   EXPECT_EQ(container.GetErrorEntrySize(), 0u);
 }
 
-TEST(InitGDBusQuark, RegistersADomainOnceAndReusesItAfterwards) {
-  Dbus::ErrorEntryContainer entries;
-  entries.InsertEntry(1, "com.example.UnitTest.First");
-  const GQuark quark = Dbus::GDBusCommon::InitGDBusQuark("orva-unit-once", entries);
-  ASSERT_NE(quark, 0u);
-  // A second registration would add this name; reusing the quark must not.
-  Dbus::ErrorEntryContainer more;
-  more.InsertEntry(2, "com.example.UnitTest.Second");
-  EXPECT_EQ(Dbus::GDBusCommon::InitGDBusQuark("orva-unit-once", more), quark);
-  EXPECT_EQ(EncodedName(quark, 1), "com.example.UnitTest.First");
-  EXPECT_NE(EncodedName(quark, 2), "com.example.UnitTest.Second");
-}
-
-TEST(InitGDBusQuark, AFailedRegistrationIsReportedOnceAndKeepsWhatWasRegistered) {
-  Dbus::ErrorEntryContainer taken;
-  taken.InsertEntry(5, "com.example.UnitTest.Taken");
-  Dbus::GDBusCommon::InitGDBusQuark("orva-unit-owner", taken);
-
-  Dbus::ErrorEntryContainer entries;
-  entries.InsertEntry(1, "com.example.UnitTest.Fresh");
-  entries.InsertEntry(2, "com.example.UnitTest.Taken");  // GIO refuses a name twice
-  entries.InsertEntry(3, "com.example.UnitTest.Never");
-  ExpectWhat(ThrownText<Exception::RuntimeException>(
-                 [&] { Dbus::GDBusCommon::InitGDBusQuark("orva-unit-partial", entries); }),
+// A domain is registered once: a later call reuses the quark and registers nothing more, even
+// when the first registration failed part way (it is reported once and keeps what it got).
+TEST(InitGDBusQuark, RegistersADomainOnceEvenWhenTheRegistrationFailedPartWay) {
+  Dbus::ErrorEntryContainer first, second;
+  first.InsertEntry(1, "com.example.UnitTest.First");
+  first.InsertEntry(2, "com.example.UnitTest.First");  // GIO refuses a name twice
+  first.InsertEntry(3, "com.example.UnitTest.Never");
+  second.InsertEntry(4, "com.example.UnitTest.Second");
+  ExpectWhat(ThrownText<Exception::RuntimeException>([&] { Dbus::GDBusCommon::InitGDBusQuark("orva-unit", first); }),
              "dbus/gdbus_common:register_error_domain",
-             "Fail to register error entry [com.example.UnitTest.Taken] for domain [orva-unit-partial]");
-  const GQuark quark = Dbus::GDBusCommon::InitGDBusQuark("orva-unit-partial", entries);
-  EXPECT_EQ(quark, g_quark_try_string("orva-unit-partial"));
-  EXPECT_EQ(EncodedName(quark, 1), "com.example.UnitTest.Fresh");
+             "Fail to register error entry [com.example.UnitTest.First] for domain [orva-unit]");
+  const GQuark quark = Dbus::GDBusCommon::InitGDBusQuark("orva-unit", second);
+  EXPECT_EQ(quark, g_quark_try_string("orva-unit"));
+  EXPECT_EQ(EncodedName(quark, 1), "com.example.UnitTest.First");
   EXPECT_NE(EncodedName(quark, 3), "com.example.UnitTest.Never");
+  EXPECT_NE(EncodedName(quark, 4), "com.example.UnitTest.Second");
 }
 
 }  // namespace

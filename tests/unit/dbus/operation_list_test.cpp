@@ -62,10 +62,8 @@ Signatures FromTheInterfaceFile() {
 // client, its forwarders and the simulator's handler table. A method added to one and not the
 // other, or with other arguments, fails here.
 TEST(OperationList, NamesEveryMethodOfTheInterfaceWithItsArguments) {
-  const Signatures list = FromTheList();
-  const Signatures xml = FromTheInterfaceFile();
-  EXPECT_EQ(list.size(), 50u);
-  EXPECT_EQ(list, xml);
+  EXPECT_EQ(FromTheList().size(), 50u);
+  EXPECT_EQ(FromTheList(), FromTheInterfaceFile());
 }
 
 }  // namespace

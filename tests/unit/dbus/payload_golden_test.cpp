@@ -7,11 +7,11 @@
 //   ORVAMESH_PAYLOAD_DIR=dir    read the archives from dir instead of the committed ones
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <functional>
 #include <iterator>
-#include <sstream>
 
 #include "dbus/payload_iarchive.h"
 #include "orvamesh/dbus/mesh_gdbus_serialize.h"
@@ -83,18 +83,8 @@ std::string CommittedDir() { return ORVAMESH_SOURCE_DIR "/tests/data/payloads"; 
 
 bool ReadFile(const std::string& path, std::string& bytes) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
   bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  return true;
-}
-
-std::string FirstDifference(const std::string& ours, const std::string& theirs) {
-  size_t at = 0;
-  while (at < ours.size() && at < theirs.size() && ours[at] == theirs[at]) ++at;
-  std::ostringstream text;
-  text << "first difference at byte " << at << " of " << ours.size() << " (ours) and " << theirs.size()
-       << " (committed)";
-  return text.str();
+  return static_cast<bool>(in);
 }
 
 TEST(CrossArchitecturePayloads, EveryRecordEncodesToTheCommittedBytes) {
@@ -106,7 +96,9 @@ TEST(CrossArchitecturePayloads, EveryRecordEncodesToTheCommittedBytes) {
     }
     std::string committed;
     ASSERT_TRUE(ReadFile(CommittedDir() + "/" + golden.name + ".bin", committed)) << golden.name;
-    EXPECT_TRUE(ours == committed) << golden.name << ": " << FirstDifference(ours, committed);
+    const auto differ = std::mismatch(ours.begin(), ours.end(), committed.begin(), committed.end()).first;
+    EXPECT_TRUE(ours == committed) << golden.name << ": first difference at byte " << differ - ours.begin() << " of "
+                                   << ours.size() << " (ours) and " << committed.size() << " (committed)";
   }
 }
 

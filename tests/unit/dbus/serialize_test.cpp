@@ -3,9 +3,8 @@
 #include <cstring>
 
 #include <boost/archive/archive_exception.hpp>
-#include <map>
 #include <string>
-#include <vector>
+#include <type_traits>
 
 #include "dbus/payload_iarchive.h"
 #include "orvamesh/dbus/mesh_gdbus_serialize.h"
@@ -48,16 +47,13 @@ TEST(GVariantWrapper, RefusesMisuseByState) {
   EXPECT_FALSE(empty.IsSet());
 }
 
-TEST(GVariantBuilderWrapper, RefusesTypesItCannotBuild) {
+TEST(GVariantBuilderWrappers, RefuseTypesTheyCannotBuildOrUnwrap) {
   for (const std::string type : {"", "q?", "u", "a"}) {
     EXPECT_NE(orva::test::ThrownText<Exception::InvalidArgumentException>([&] { GVariantBuilderWrapper builder(type); })
                   .find("Fail to generate builder using type string [" + type + "]"),
               std::string::npos)
         << type;
   }
-}
-
-TEST(GVariantAYUnwrapper, RefusesValuesThatAreNotByteArrays) {
   GVariantWrapper text(g_variant_new_string("ay"));
   EXPECT_THROW(GVariantAYUnwrapper{text}, Exception::InvalidArgumentException);
   GVariantWrapper empty;
@@ -75,41 +71,17 @@ TEST(ObjectToGVariant, EqualsTheValueBuiltByteByByte) {
   EXPECT_STREQ(g_variant_get_type_string(direct.GetGVariant()), "ay");
 }
 
-TEST(ObjectToGVariant, WritesNoArchiveHeader) {
-  // A headerless archive of one 32-bit number is exactly its four native bytes.
-  const uint32_t value = 0x01020304;
-  EXPECT_EQ(BytesOf(ObjectToGVariant(value)), std::string(reinterpret_cast<const char*>(&value), 4));
-}
-
-TEST(ObjectToGVariant, EmptyContainersStillCarryTheirCountAndComeBackEmpty) {
-  const GVariantWrapper vector = ObjectToGVariant(std::vector<uint32_t>{});
-  const GVariantWrapper map = ObjectToGVariant(std::map<uint32_t, std::string>{});
-  EXPECT_FALSE(BytesOf(vector).empty());
-  EXPECT_FALSE(BytesOf(map).empty());
-  EXPECT_TRUE(GVariantToObject<std::vector<uint32_t>>(vector).empty());
-  EXPECT_TRUE((GVariantToObject<std::map<uint32_t, std::string>>(map).empty()));
-}
-
-// The client's own payload reader must accept exactly what the public reader accepts.
-template <typename T>
-void ExpectBothReadersAgree(const T& value) {
-  const GVariantWrapper payload = ObjectToGVariant(value);
-  EXPECT_EQ(Dbus::Detail::DecodePayload<T>(payload), GVariantToObject<T>(payload));
-  EXPECT_EQ(Dbus::Detail::DecodePayload<T>(payload), value);
-}
-
-TEST(PayloadReader, DecodesEveryRecordShapeLikeTheArchive) {
-  ExpectBothReadersAgree(sample::Nodes(40));
-  ExpectBothReadersAgree(sample::Scan());
-  ExpectBothReadersAgree(sample::Setup());
-  ExpectBothReadersAgree(sample::Update());
-  ExpectBothReadersAgree(sample::Join());
-  ExpectBothReadersAgree(sample::Led(true));
-  ExpectBothReadersAgree(std::map<std::string, std::map<Mac, Mac>>{
-      {"wired", {{sample::MacNo(1), sample::MacNo(2)}, {Mac("bogus"), sample::MacNo(3)}}}});
-  ExpectBothReadersAgree(std::vector<uint32_t>{1, 2, 0xffffffffu});
-  ExpectBothReadersAgree(std::string(1000, 'x'));
-  ExpectBothReadersAgree(std::string());
+// Every record shape, its headerless layout and its empty containers are pinned, for both
+// readers, by CrossArchitecturePayloads; these are the sizes the pinned values do not reach.
+TEST(PayloadReader, DecodesLongAndEmptyValuesLikeTheArchive) {
+  const auto expectBothAgree = [](const auto& value) {
+    using T = std::decay_t<decltype(value)>;
+    const GVariantWrapper payload = ObjectToGVariant(value);
+    EXPECT_EQ(Dbus::Detail::DecodePayload<T>(payload), value);
+    EXPECT_EQ(GVariantToObject<T>(payload), value);
+  };
+  expectBothAgree(sample::Nodes(40));
+  expectBothAgree(std::string());
 }
 
 // Both readers, cut at every seventh byte and one short of the end.

@@ -4,6 +4,7 @@
 #include <json/json.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/webapi_settings.h"
@@ -15,6 +16,8 @@ namespace {
 using orva::platform::CredRequestMgr;
 using orva::platform::WebapiSettings;
 using orva::test::LogCapture;
+using Outcome = std::pair<int, int>;  // the id AddCredRequest gave, and GetError after it
+const Outcome kBadArgument{-1, CredRequestMgr::kBadArgument}, kUnknownSession{-1, CredRequestMgr::kUnknownSession};
 
 class WebapiPlatform : public ::testing::Test {
  protected:
@@ -22,40 +25,30 @@ class WebapiPlatform : public ::testing::Test {
     root_.WriteFile("etc/orvamesh/webapi/credentials.json",
                     R"({"mesh": {"user": "admin", "password": "pw"}, "half": {"user": "admin"}})");
   }
+  // The first call of a fresh manager.
+  static Outcome Add(const std::string& host, const std::string& scheme, int port, const std::string& session = "mesh",
+                     const Json::Value& params = Json::Value(), int flag = 0) {
+    CredRequestMgr manager;
+    const int id = manager.AddCredRequest(host, scheme, port, session, "A", 1, "m", params, 5, flag);
+    return {id, manager.GetError()};
+  }
 
   orva::test::FixtureRoot root_;
+  LogCapture capture_;
 };
 
 TEST_F(WebapiPlatform, RefusesCallsItCannotMakeWithAReasonAndRunsABatchOnce) {
-  struct Case {
-    std::string host, scheme;
-    int port;
-    std::string session;
-    Json::Value params;
-    int flag;
-    int error;
-  };
-  const Json::Value object(Json::objectValue);
-  const std::vector<Case> cases = {
-      {"::1", "ftp", 443, "mesh", object, 0, CredRequestMgr::kBadArgument},
-      {"", "https", 443, "mesh", object, 0, CredRequestMgr::kBadArgument},
-      {"::1", "https", 0, "mesh", object, 0, CredRequestMgr::kBadArgument},
-      {"::1", "https", 65536, "mesh", object, 0, CredRequestMgr::kBadArgument},
-      {"::1", "https", 443, "mesh", Json::Value(Json::arrayValue), 0, CredRequestMgr::kBadArgument},
-      {"::1", "https", 443, "mesh", object, 1, CredRequestMgr::kBadArgument},
-      {"::1", "https", 443, "nobody", object, 0, CredRequestMgr::kUnknownSession},
-      {"::1", "https", 443, "half", object, 0, CredRequestMgr::kUnknownSession},
-  };
-  LogCapture capture;
-  for (const auto& c : cases) {
-    CredRequestMgr manager;
-    EXPECT_EQ(manager.AddCredRequest(c.host, c.scheme, c.port, c.session, "A", 1, "m", c.params, 5, c.flag), -1)
-        << c.scheme << " " << c.host << " " << c.port << " " << c.session;
-    EXPECT_EQ(manager.GetError(), c.error);
-  }
+  EXPECT_EQ(Add("::1", "ftp", 443), kBadArgument);
+  EXPECT_EQ(Add("", "https", 443), kBadArgument);
+  EXPECT_EQ(Add("::1", "https", 0), kBadArgument);
+  EXPECT_EQ(Add("::1", "https", 65536), kBadArgument);
+  EXPECT_EQ(Add("::1", "https", 443, "mesh", Json::Value(Json::arrayValue)), kBadArgument);
+  EXPECT_EQ(Add("::1", "https", 443, "mesh", Json::Value(Json::objectValue), 1), kBadArgument);
+  EXPECT_EQ(Add("::1", "https", 443, "nobody"), kUnknownSession);
+  EXPECT_EQ(Add("::1", "https", 443, "half"), kUnknownSession);
   CredRequestMgr manager;
   EXPECT_EQ(manager.AddCredRequest("::1", "https", 443, "mesh", "A", 1, "m", Json::Value(), 5, 0), 0);
-  EXPECT_EQ(manager.AddCredRequest("node", "http", 80, "mesh", "A", 1, "m", object, 0, 0), 1);
+  EXPECT_EQ(manager.AddCredRequest("node", "http", 80, "mesh", "A", 1, "m", Json::objectValue, 0, 0), 1);
   EXPECT_EQ(manager.GetRequest(2), nullptr);
   EXPECT_EQ(manager.GetRequest(-1), nullptr);
   EXPECT_EQ(manager.GetResponse(7), "");
@@ -73,22 +66,15 @@ TEST_F(WebapiPlatform, TakesOnlyAddressLiteralsAndHostNamesAsHosts) {
       {"user@node", false}, {"node:8443", false}, {"-node", false}, {"node..lan", false}, {"node lan", false},
       {"node?x", false}, {std::string(64, 'a'), false}, {"192.168.1.20#x", false},
   };
-  LogCapture capture;
   for (const auto& [host, accepted] : hosts) {
-    CredRequestMgr manager;
-    const int id = manager.AddCredRequest(host, "https", 443, "mesh", "A", 1, "m", Json::Value(), 5, 0);
-    EXPECT_EQ(id == 0, accepted) << host;
-    if (!accepted) {
-      EXPECT_EQ(manager.GetError(), CredRequestMgr::kBadArgument) << host;
-    }
+    EXPECT_EQ(Add(host, "https", 443), accepted ? Outcome(0, CredRequestMgr::kNone) : kBadArgument) << host;
   }
 }
 
 TEST_F(WebapiPlatform, RefusesUploadsThatAreNotReadableFiles) {
   CredRequestMgr manager;
-  const int id = manager.AddCredRequest("::1", "https", 443, "mesh", "A", 1, "m", Json::Value(), 5, 0);
-  ASSERT_EQ(id, 0);
-  auto* call = manager.GetRequest(id);
+  ASSERT_EQ(manager.AddCredRequest("::1", "https", 443, "mesh", "A", 1, "m", Json::Value(), 5, 0), 0);
+  auto* call = manager.GetRequest(0);
   const std::string file = root_.WriteFile("patch.bin", "x");
   EXPECT_TRUE(call->SetUploadFile("file", file.c_str()));
   EXPECT_TRUE(call->SetUploadFile("second", file.c_str()));
@@ -102,25 +88,18 @@ TEST_F(WebapiPlatform, RefusesUploadsThatAreNotReadableFiles) {
 
 TEST_F(WebapiPlatform, SettingsOverrideTheDefaultsAndSkipBadLines) {
   const WebapiSettings defaults = WebapiSettings::Load();
+  EXPECT_TRUE(defaults.verifyPeer && defaults.verifyHost) << "certificates are checked unless told otherwise";
   EXPECT_EQ(defaults.caFile, "/etc/orvamesh/webapi/ca.pem");
-  EXPECT_TRUE(defaults.verifyPeer);
-  EXPECT_TRUE(defaults.verifyHost);
-  EXPECT_EQ(defaults.localPort, 443);
-
   root_.WriteFile("etc/orvamesh/webapi.conf",
                   "# trust\n ca_file = /etc/ca.pem \nca_dir=/etc/certs\nverify_peer=no\nverify_host=false\n"
                   "local_host=fd00::1\nlocal_port=8443\nlocal_port=70000\nverify_peer=maybe\ncolour=blue\n"
                   "just text\n");
-  LogCapture capture;
   const WebapiSettings settings = WebapiSettings::Load();
-  EXPECT_EQ(settings.caFile, "/etc/ca.pem");
-  EXPECT_EQ(settings.caDir, "/etc/certs");
-  EXPECT_FALSE(settings.verifyPeer);
-  EXPECT_FALSE(settings.verifyHost);
-  EXPECT_EQ(settings.localHost, "fd00::1");
-  EXPECT_EQ(settings.localPort, 8443);
-  EXPECT_EQ(capture.Lines().size(), 4u);
-  EXPECT_TRUE(capture.Contains("Ignoring line 8 of"));
+  EXPECT_EQ(std::tie(settings.caFile, settings.caDir, settings.verifyPeer, settings.verifyHost, settings.localHost,
+                     settings.localPort),
+            std::make_tuple("/etc/ca.pem", "/etc/certs", false, false, "fd00::1", 8443));
+  EXPECT_EQ(capture_.Lines().size(), 4u);
+  EXPECT_TRUE(capture_.Contains("Ignoring line 8 of"));
 }
 
 }  // namespace

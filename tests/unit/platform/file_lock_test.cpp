@@ -9,7 +9,7 @@ namespace {
 using orva::net::utils::FileLock;
 using orva::test::TempDir;
 
-TEST(FileLock, ExcludesOtherHoldersUntilReleased) {
+TEST(FileLock, ExcludesOtherHoldersUntilReleasedAndFailsWhereTheFileCannotBeCreated) {
   TempDir dir;
   FileLock first(dir.Join("a.lock"));
   FileLock second(dir.Join("a.lock"));
@@ -20,6 +20,10 @@ TEST(FileLock, ExcludesOtherHoldersUntilReleased) {
   EXPECT_TRUE(first.Unlock());
   EXPECT_FALSE(first.Unlock()) << "nothing left to release";
   EXPECT_TRUE(second.TryLock());
+  FileLock nowhere(dir.Join("missing-dir/c.lock"));
+  EXPECT_FALSE(nowhere.Lock());
+  EXPECT_FALSE(nowhere.IsLocked());
+  EXPECT_FALSE(FileLock("").Lock());
 }
 
 TEST(FileLock, IsReleasedByDestructionAndFollowsAMove) {
@@ -30,20 +34,9 @@ TEST(FileLock, IsReleasedByDestructionAndFollowsAMove) {
     FileLock moved(std::move(lock));
     EXPECT_FALSE(lock.IsLocked());
     EXPECT_TRUE(moved.IsLocked());
-    FileLock probe(dir.Join("b.lock"));
-    EXPECT_FALSE(probe.TryLock());
+    EXPECT_FALSE(FileLock(dir.Join("b.lock")).TryLock());
   }
-  FileLock again(dir.Join("b.lock"));
-  EXPECT_TRUE(again.TryLock());
-}
-
-TEST(FileLock, FailsWhereTheLockFileCannotBeCreated) {
-  TempDir dir;
-  FileLock lock(dir.Join("missing-dir/c.lock"));
-  EXPECT_FALSE(lock.Lock());
-  EXPECT_FALSE(lock.IsLocked());
-  FileLock empty("");
-  EXPECT_FALSE(empty.Lock());
+  EXPECT_TRUE(FileLock(dir.Join("b.lock")).TryLock());
 }
 
 }  // namespace

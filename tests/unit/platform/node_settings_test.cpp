@@ -2,64 +2,58 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "platform/net_if.h"
 #include "support/fixture_root.h"
 
 namespace {
 
-
 class NodeSettings : public ::testing::Test {
  protected:
   void Write(const std::string& content) { root_.WriteFile("usr/orva/etc/node_settings.conf", content); }
+  // Each reader's return code and what it read.
+  static std::pair<int, int> Topology() {
+    int topology = -7;
+    const int rc = orvawireless::wifi::utils::ReadTopology(topology);
+    return {rc, topology};
+  }
+  static std::pair<int, std::string> Bridge() {
+    std::string bridge;
+    const int rc = orva::net::DI<orva::net::Lan>::Make()->GetBridgeName(bridge);
+    return {rc, bridge};
+  }
+  static std::tuple<int, bool, unsigned> Snooping(const char* bridge) {
+    bool on = false;
+    unsigned aging = 1234;
+    const int rc = orva::net::DI<orva::net::IgmpSnooping>::Make()->Get(bridge, on, aging);
+    return {rc, on, aging};
+  }
+
   orva::test::FixtureRoot root_;
 };
 
 TEST_F(NodeSettings, FallBackToTheRoutersDefaultsWhenNothingIsSet) {
-  int topology = -7;
-  EXPECT_EQ(orvawireless::wifi::utils::ReadTopology(topology), 0);
-  EXPECT_EQ(topology, 0);
-  bool on = false;
-  unsigned aging = 9;
-  EXPECT_EQ(orva::net::DI<orva::net::IgmpSnooping>::Make()->Get("br0", on, aging), 0);
-  EXPECT_TRUE(on);
-  EXPECT_EQ(aging, 0u);
-  std::string bridge;
-  EXPECT_EQ(orva::net::DI<orva::net::Lan>::Make()->GetBridgeName(bridge), 0);
-  EXPECT_EQ(bridge, "br0");
+  EXPECT_EQ(Topology(), std::make_pair(0, 0));
+  EXPECT_EQ(Bridge(), std::make_pair(0, std::string("br0")));
+  EXPECT_EQ(Snooping("br0"), std::make_tuple(0, true, 0u));
 }
 
 TEST_F(NodeSettings, PerBridgeSnoopingOverridesTheGlobalValue) {
   Write("wifi_topology=\"2\"\nlan_bridge=\"lbr0\"\nigmp_snooping=\"0\"\nigmp_snooping_aging=\"30\"\n"
         "igmp_snooping.gbr0=\"1\"\nigmp_snooping_aging.gbr0=\"0\"\n");
-  int topology = 0;
-  EXPECT_EQ(orvawireless::wifi::utils::ReadTopology(topology), 0);
-  EXPECT_EQ(topology, 2);
-  std::string bridge;
-  EXPECT_EQ(orva::net::Lan().GetBridgeName(bridge), 0);
-  EXPECT_EQ(bridge, "lbr0");
-  struct Case {
-    const char* bridge;
-    bool on;
-    unsigned aging;
-  } cases[] = {{"br0", false, 30}, {"gbr0", true, 0}};
-  for (const Case& c : cases) {
-    bool on = !c.on;
-    unsigned aging = 1234;
-    EXPECT_EQ(orva::net::IgmpSnooping().Get(c.bridge, on, aging), 0);
-    EXPECT_EQ(on, c.on) << c.bridge;
-    EXPECT_EQ(aging, c.aging) << c.bridge;
-  }
+  EXPECT_EQ(Topology(), std::make_pair(0, 2));
+  EXPECT_EQ(Bridge(), std::make_pair(0, std::string("lbr0")));
+  EXPECT_EQ(Snooping("br0"), std::make_tuple(0, false, 30u));
+  EXPECT_EQ(Snooping("gbr0"), std::make_tuple(0, true, 0u));
 }
 
 TEST_F(NodeSettings, ABadValueIsAnErrorNotAGuess) {
   const char* bad[] = {"wifi_topology=\"two\"\nigmp_snooping=\"2\"\n", "wifi_topology=\"-1\"\nigmp_snooping_aging=\"x\"\n"};
   for (const char* content : bad) {
     Write(content);
-    int topology = 0;
-    bool on = false;
-    unsigned aging = 0;
-    EXPECT_EQ(orvawireless::wifi::utils::ReadTopology(topology), -1) << content;
-    EXPECT_EQ(orva::net::IgmpSnooping().Get("br0", on, aging), -1) << content;
+    EXPECT_EQ(Topology().first, -1) << content;
+    EXPECT_EQ(std::get<0>(Snooping("br0")), -1) << content;
   }
 }
 

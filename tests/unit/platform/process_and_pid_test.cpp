@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
-
 #include "platform/pid_file.h"
 #include "platform/process_runner.h"
 #include "support/temp_dir.h"
@@ -23,26 +20,21 @@ std::string ReadAll(ProgramOutput& out) {
   return text;
 }
 
-TEST(ProgramOutput, ReadsStandardOutputAndOptionallyStandardError) {
+TEST(ProgramOutput, ReadsStandardOutputAndOptionallyStandardErrorAndIsNullWithoutAProgram) {
   const std::vector<std::string> argv = {"/bin/sh", "-c", "echo out-line; echo err-line >&2; exit 3"};
   ProgramOutput plain = ProgramOutput::Open(argv);
   ASSERT_TRUE(plain);
   EXPECT_EQ(ReadAll(plain), "out-line\n");
   EXPECT_EQ(plain.Close(), 3);
-
   ProgramOutput merged = ProgramOutput::Open(argv, true);
   ASSERT_TRUE(merged);
   EXPECT_EQ(ReadAll(merged), "out-line\nerr-line\n");
-}
-
-TEST(ProgramOutput, IsNullWhenTheProgramCannotStart) {
-  ProgramOutput out = ProgramOutput::Open({"/no/such/program"});
-  // posix_spawn may report the failed exec only through the child's exit status.
-  if (out) {
-    EXPECT_EQ(ReadAll(out), "");
-    EXPECT_EQ(out.Close(), 127);
-  }
   EXPECT_FALSE(ProgramOutput::Open({}));
+  // posix_spawn may report the failed exec only through the child's exit status.
+  if (ProgramOutput missing = ProgramOutput::Open({"/no/such/program"})) {
+    EXPECT_EQ(ReadAll(missing), "");
+    EXPECT_EQ(missing.Close(), 127);
+  }
 }
 
 TEST(ExecWait, IsZeroOnlyForAProgramThatExitedZero) {
@@ -50,6 +42,7 @@ TEST(ExecWait, IsZeroOnlyForAProgramThatExitedZero) {
   EXPECT_EQ(ExecWait({"/bin/false"}, kJobManagerFlags), -1);
   EXPECT_EQ(ExecWait({"/no/such/program"}), -1);
   EXPECT_EQ(ExecWait({"/bin/sh", "-c", "kill -9 $$"}), -1);
+  EXPECT_EQ(RunProgram({}), -1) << "no program at all";
 }
 
 TEST(PidFile, ReadsOnlyPositivePids) {
@@ -58,9 +51,7 @@ TEST(PidFile, ReadsOnlyPositivePids) {
     const char* content;
     pid_t pid;
   } cases[] = {{"1234\n", 1234}, {"  77", 77}, {"0\n", 0}, {"-5\n", 0}, {"abc\n", 0}, {"", 0}, {"99999999999\n", 0}};
-  for (const Case& c : cases) {
-    EXPECT_EQ(ReadPidFile(dir.WriteFile("p.pid", c.content)), c.pid) << c.content;
-  }
+  for (const Case& c : cases) EXPECT_EQ(ReadPidFile(dir.WriteFile("p.pid", c.content)), c.pid) << c.content;
   EXPECT_EQ(ReadPidFile(dir.Join("absent.pid")), 0);
 }
 

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <string>
-
 #include "platform/process_runner.h"
 #include "support/fixture_root.h"
 
@@ -11,14 +9,8 @@ namespace {
 
 using orva::platform::SystemRoot;
 
-class SystemRootTest : public ::testing::Test {
- protected:
-  void SetUp() override { saved_ = SystemRoot::Get(); }
-  void TearDown() override { SystemRoot::Set(saved_); }
-  std::string saved_;
-};
-
-TEST_F(SystemRootTest, MapsAbsolutePathsBelowTheRoot) {
+TEST(SystemRoot, MapsAbsolutePathsBelowTheRoot) {
+  const orva::test::FixtureRoot restorer;  // puts the previous root back at the end
   struct Case {
     const char* root;
     const char* path;
@@ -36,25 +28,18 @@ TEST_F(SystemRootTest, MapsAbsolutePathsBelowTheRoot) {
   }
 }
 
-TEST_F(SystemRootTest, ProgramsRunFromTheRootAndGetEveryArgumentVerbatim) {
+TEST(SystemRoot, ProgramsRunFromTheRootAndGetEveryArgumentVerbatim) {
   orva::test::FixtureRoot root;
   root.WriteFile("usr/bin/record", "#!/bin/sh\nfor a in \"$@\"; do printf '<%s>' \"$a\"; done\nexit 3\n", 0755);
   std::string out;
-  int rc = orva::platform::RunProgramCapture({"/usr/bin/record", "wlan0; reboot", "", "a b", "$(id)"}, out);
-  EXPECT_EQ(rc, 3);
+  EXPECT_EQ(orva::platform::RunProgramCapture({"/usr/bin/record", "wlan0; reboot", "", "a b", "$(id)"}, out), 3);
   EXPECT_EQ(out, "<wlan0; reboot><><a b><$(id)>");
+  EXPECT_NE(orva::platform::RunProgram({"/usr/bin/absent"}), 0) << "a failure, not a crash";
 }
 
-TEST_F(SystemRootTest, AMissingProgramIsAFailureNotACrash) {
-  orva::test::FixtureRoot root;
-  EXPECT_NE(orva::platform::RunProgram({"/usr/bin/absent"}), 0);
-  EXPECT_EQ(orva::platform::RunProgram({}), -1);
-}
-
-TEST_F(SystemRootTest, CaptureStopsStoringAtTheLimitButDrainsTheProgram) {
+TEST(SystemRoot, CaptureStopsStoringAtTheLimitButDrainsTheProgram) {
   std::string out;
-  int rc = orva::platform::RunProgramCapture({"/bin/sh", "-c", "head -c 100000 /dev/zero"}, out, 10);
-  EXPECT_EQ(rc, 0);
+  EXPECT_EQ(orva::platform::RunProgramCapture({"/bin/sh", "-c", "head -c 100000 /dev/zero"}, out, 10), 0);
   EXPECT_EQ(out.size(), 10u);
 }
 

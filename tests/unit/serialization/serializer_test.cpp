@@ -32,7 +32,13 @@ void ExpectWire(T value, const Bytes& wire) {
             std::make_pair(value, static_cast<unsigned long>(sizeof(T))));
 }
 
-TEST(IntSerialization, IsBigEndianAtEveryWidthAndReadsOnlyItsWidth) {
+// Keeps host order: Serialize must convert through the object, not a fixed function.
+class HostOrderSerialization : public IntSerialization<unsigned short> {
+ public:
+  unsigned short htonValue(const unsigned short& value) const override { return value; }
+};
+
+TEST(IntSerialization, IsBigEndianAtEveryWidthReadsOnlyItsWidthAndConvertsThroughTheVirtualHook) {
   ExpectWire<UInt8Serialization, unsigned char>(0xAB, {0xAB});
   ExpectWire<Int8Serialization, signed char>(-2, {0xFE});
   ExpectWire<UInt16Serialization, unsigned short>(0x0102, {0x01, 0x02});
@@ -41,20 +47,11 @@ TEST(IntSerialization, IsBigEndianAtEveryWidthAndReadsOnlyItsWidth) {
   ExpectWire<Int32Serialization, int>(INT_MIN + 5, {0x80, 0x00, 0x00, 0x05});
   ExpectWire<UInt64Serialization, unsigned long>(0x0102030405060708ul, {1, 2, 3, 4, 5, 6, 7, 8});
   ExpectWire<Int64Serialization, long>(-256, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x00});
-}
 
-// Keeps host order: Serialize must convert through the object, not a fixed function.
-class HostOrderSerialization : public IntSerialization<unsigned short> {
- public:
-  unsigned short htonValue(const unsigned short& value) const override { return value; }
-};
-
-TEST(IntSerialization, SerializeConvertsThroughTheVirtualHook) {
   const unsigned short value = 0x0102;
   Bytes host(2);
   std::memcpy(host.data(), &value, 2);
   EXPECT_EQ(*HostOrderSerialization().Serialize(value), host);
-  EXPECT_EQ(UInt32Serialization().ntohValue(0x01020304u), 0x04030201u);
 }
 
 TEST(FixedSizeSerialization, ShortBuffersNameBothSizesAndTheirThrowSite) {
@@ -82,10 +79,8 @@ TEST(VariableLengthSerialization, TakesEveryByteWithoutLengthOrTerminator) {
   EXPECT_EQ(RawBytesSerialization().Deserialize(withNul, 3), std::make_pair(Bytes{0x61, 0x00, 0x62}, 3ul));
   EXPECT_EQ(*StringSerialization().Serialize(std::string("a\0b", 3)), (Bytes{0x61, 0x00, 0x62}));
   // Empty values: a real, empty vector one way; an empty value and a count of 0 back.
-  auto emptyText = StringSerialization().Serialize("");
-  auto emptyBytes = RawBytesSerialization().Serialize({});
-  ASSERT_TRUE(emptyText && emptyBytes);
-  EXPECT_TRUE(emptyText->empty() && emptyBytes->empty());
+  EXPECT_EQ(*StringSerialization().Serialize(""), Bytes());
+  EXPECT_EQ(*RawBytesSerialization().Serialize({}), Bytes());
   EXPECT_EQ(StringSerialization().Deserialize(withNul, 0), std::make_pair(std::string(), 0ul));
   EXPECT_EQ(RawBytesSerialization().Deserialize(withNul, 0), std::make_pair(Bytes(), 0ul));
 }

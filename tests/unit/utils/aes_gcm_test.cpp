@@ -62,12 +62,16 @@ TEST(AesGcm, MatchesThePublishedTestVectors) {
   }
 }
 
-TEST(AesGcm, RefusesEveryKindOfTamperingWithOneMessage) {
+TEST(AesGcm, SealsNonceFirstAndRefusesEveryKindOfTamperingWithTheMessage) {
   const Key256 key = Key256::Random();
   const Bytes plaintext(100, 0x42), aad = {1, 2, 3};
   const Bytes sealed = AesGcm::Encrypt(key, plaintext, aad);
   ASSERT_EQ(sealed.size(), AesGcm::kNonceSize + plaintext.size() + AesGcm::kTagSize);
   EXPECT_EQ(AesGcm::Decrypt(key, sealed, aad), plaintext);
+  // Nonce first, then what EncryptWithNonce gives (checked against the published vectors).
+  const Bytes nonce(sealed.begin(), sealed.begin() + AesGcm::kNonceSize);
+  EXPECT_EQ(AesGcm::EncryptWithNonce(key, nonce, plaintext, aad),
+            Bytes(sealed.begin() + AesGcm::kNonceSize, sealed.end()));
   auto flipped = [&](size_t at) {
     Bytes b = sealed;
     b[at] ^= 1;

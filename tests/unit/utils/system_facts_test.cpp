@@ -16,31 +16,22 @@ namespace {
 
 using namespace ORVA::MESH::SDK;
 
-class UptimeFromAFixtureRoot : public ::testing::Test {
- protected:
-  orva::test::FixtureRoot root_;
-  orva::test::LogCapture log_;
-};
-
-TEST_F(UptimeFromAFixtureRoot, TakesTheWholeSecondsOfTheFirstNumber) {
-  for (const auto& [content, expected] :
-       {std::pair{"350735.47 234388.90\n", 350735ul}, {"0.99 0.00\n", 0ul}, {"17 3\n", 17ul}}) {
-    root_.WriteFile("proc/uptime", content);
-    unsigned long seconds = 1234;
-    ASSERT_EQ(Utils::GetSystemUptime(seconds), 0) << content;
-    EXPECT_EQ(seconds, expected) << content;
-  }
-}
-
-TEST_F(UptimeFromAFixtureRoot, FailsWithOneLogLineOnAMissingOrGarbledFile) {
+TEST(SystemUptime, TakesTheWholeSecondsOfTheFirstNumberAndFailsWithOneLogLineOnAMissingOrGarbledFile) {
+  orva::test::FixtureRoot root;
+  orva::test::LogCapture log;
   unsigned long seconds = 1234;
-  EXPECT_EQ(Utils::GetSystemUptime(seconds), -1);
-  for (const char* garbled : {"", "up 5 days\n", "-3.2 1.0\n", "12,5 3\n", "99999999999999999999.0 1\n"}) {
-    root_.WriteFile("proc/uptime", garbled);
-    EXPECT_EQ(Utils::GetSystemUptime(seconds), -1) << garbled;
+  EXPECT_EQ(Utils::GetSystemUptime(seconds), -1) << "no file";
+  const std::pair<const char*, long> cases[] = {  // content, whole seconds (-1: refused)
+      {"350735.47 234388.90\n", 350735}, {"0.99 0.00\n", 0}, {"17 3\n", 17}, {"", -1}, {"up 5 days\n", -1},
+      {"-3.2 1.0\n", -1}, {"12,5 3\n", -1}, {"99999999999999999999.0 1\n", -1},
+  };
+  for (const auto& [content, expected] : cases) {
+    root.WriteFile("proc/uptime", content);
+    seconds = 1234;
+    EXPECT_EQ(Utils::GetSystemUptime(seconds), expected < 0 ? -1 : 0) << content;
+    EXPECT_EQ(seconds, expected < 0 ? 1234ul : static_cast<unsigned long>(expected)) << content;
   }
-  EXPECT_EQ(seconds, 1234u);
-  EXPECT_EQ(log_.Lines().size(), 6u);
+  EXPECT_EQ(log.Lines().size(), 6u);
 }
 
 TEST(SystemUptime, ReadsTheRealClockUnderTheDefaultRoot) {
