@@ -2,17 +2,9 @@
 
 namespace orva::test {
 
-namespace {
-const char* const kBridge = "br0";
-}
+constexpr const char* kBridge = "br0";
 
 Lan::Lan() : switch_(std::make_unique<NetNs>("switch")) { AddBridge(*switch_, kBridge); }
-
-Lan::~Lan() {
-  // Hosts first: deleting a namespace removes its veth ends and so the switch's peers.
-  hosts_.clear();
-  switch_.reset();
-}
 
 const NetNs& Lan::AddHost(const std::string& hint) {
   auto host = std::make_unique<NetNs>(hint);

@@ -16,15 +16,14 @@ class Lan {
   static constexpr const char* kHostInterface = "eth0";
 
   Lan();
-  ~Lan();
   Lan(const Lan&) = delete;
   Lan& operator=(const Lan&) = delete;
 
   // A new host plugged into the switch; returns once its eth0 has a usable link-local address.
   const NetNs& AddHost(const std::string& hint);
-  const NetNs& Switch() const { return *switch_; }
 
  private:
+  // Declared so that the hosts go first: deleting a namespace removes its veth ends and so the switch's peers.
   std::unique_ptr<NetNs> switch_;
   std::vector<std::unique_ptr<NetNs>> hosts_;
 };

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sched.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -27,16 +26,13 @@ std::string NetnsUnavailableReason() {
 }
 
 int Run(const std::vector<std::string>& argv, std::string* output) {
-  std::string captured;
-  int rc = orva::platform::RunProgramCapture(argv, captured);
-  if (output != nullptr) *output = captured;
-  return rc;
+  std::string ignored;
+  return orva::platform::RunProgramCapture(argv, output != nullptr ? *output : ignored);
 }
 
 std::string MustRun(const std::vector<std::string>& argv) {
   std::string out;
-  int rc = Run(argv, &out);
-  if (rc != 0) {
+  if (const int rc = Run(argv, &out); rc != 0) {
     std::string cmd;
     for (const auto& a : argv) cmd += a + " ";
     throw std::runtime_error("command failed (" + std::to_string(rc) + "): " + cmd + "\n" + out);
@@ -44,11 +40,8 @@ std::string MustRun(const std::vector<std::string>& argv) {
   return out;
 }
 
-namespace {
-std::atomic<int> counter{0};
-}
-
 NetNs::NetNs(const std::string& hint) {
+  static std::atomic<int> counter{0};
   name_ = "ot-" + hint.substr(0, 6) + "-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
   MustRun({"ip", "netns", "add", name_});
   MustExec({"sysctl", "-q", "-w", "net.ipv6.conf.all.accept_dad=0", "net.ipv6.conf.default.accept_dad=0"});
@@ -85,13 +78,10 @@ std::string NetNs::LinkLocal(const std::string& ifname) const {
   std::string address;
   WaitUntil([&] {
     std::string out;
-    if (Run(Exec({"ip", "-6", "-o", "addr", "show", "dev", ifname, "scope", "link"}), &out) != 0) return false;
-    auto at = out.find("inet6 ");
-    if (at == std::string::npos) return false;
-    auto start = at + 6;
-    auto end = out.find('/', start);
-    address = out.substr(start, end - start);
-    return out.find("tentative") == std::string::npos;
+    Run(Exec({"ip", "-6", "-o", "addr", "show", "dev", ifname, "scope", "link"}), &out);
+    const auto at = out.find("inet6 ");
+    address = at == std::string::npos ? "" : out.substr(at + 6, out.find('/', at) - at - 6);
+    return !address.empty() && out.find("tentative") == std::string::npos;
   });
   if (address.empty()) throw std::runtime_error("no link-local address on " + ifname + " in " + name_);
   return address;
@@ -99,8 +89,7 @@ std::string NetNs::LinkLocal(const std::string& ifname) const {
 
 std::string NetNs::Mac(const std::string& ifname) const {
   std::string out = MustExec({"cat", "/sys/class/net/" + ifname + "/address"});
-  while (!out.empty() && (out.back() == '\n' || out.back() == ' ')) out.pop_back();
-  return out;
+  return out.substr(0, out.find_first_of(" \n"));
 }
 
 void AddVeth(const NetNs* a, const std::string& ifa, const NetNs* b, const std::string& ifb) {
@@ -109,15 +98,11 @@ void AddVeth(const NetNs* a, const std::string& ifa, const NetNs* b, const std::
   cmd.insert(cmd.end(), {"type", "veth", "peer", "name", ifb});
   if (b != nullptr) cmd.insert(cmd.end(), {"netns", b->Name()});
   MustRun(cmd);
-  auto up = [](const NetNs* ns, const std::string& ifname) {
-    if (ns != nullptr) {
-      MustRun({"ip", "-n", ns->Name(), "link", "set", ifname, "up"});
-    } else {
-      MustRun({"ip", "link", "set", ifname, "up"});
-    }
-  };
-  up(a, ifa);
-  up(b, ifb);
+  for (const auto& [ns, ifname] : {std::pair{a, ifa}, std::pair{b, ifb}}) {
+    std::vector<std::string> up{"ip", "link", "set", ifname, "up"};
+    if (ns != nullptr) up.insert(up.begin() + 1, {"-n", ns->Name()});
+    MustRun(up);
+  }
 }
 
 void AddBridge(const NetNs& ns, const std::string& name) {

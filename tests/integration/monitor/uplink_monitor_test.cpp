@@ -35,12 +35,7 @@ class UplinkMonitorTest : public ::testing::Test {
   }
 
   void Start(std::optional<IPAddress> gateway) {
-    UplinkMonitorOptions options;
-    options.interval = kInterval;
-    options.timeout = milliseconds(50);
-    options.missesToLeaveUp = kN;
-    options.answersToReturn = kM;
-    options.gateway = gateway;
+    const UplinkMonitorOptions options{kInterval, milliseconds(50), kN, kM, gateway};
     node_->RunIn([&] {
       monitor_ = std::make_unique<EthernetUplinkMonitor>("u0", options);
       monitor_->Start([this](const UplinkChange& change) {

@@ -45,25 +45,13 @@ class AddressTest : public ::testing::Test {
   std::unique_ptr<NetNs> ns_, peer_;
 };
 
-TEST_F(AddressTest, ListsAddsAndDeletesWhatIpShows) {
+TEST_F(AddressTest, ListsAddsAndDeletesWhatIpShowsAndDescribesTheInterface) {
+  const std::string mac = ns_->Mac("a0");
+  ns_->MustExec({"ip", "link", "set", "a0", "mtu", "1400"});
   ns_->RunIn([&] {
     Address::Add("a0", IPAddress("fd00:9::1"), 64);
     Address::Add("a0", IPAddress("10.9.0.1"), 24);
     Address::Add("a0", IPAddress("10.9.0.1"), 24);  // again: no error
-  });
-  const auto listed = FromLibrary();
-  EXPECT_EQ(listed, FromIp());
-  EXPECT_EQ(listed.count("fd00:9::1/64"), 1u);
-  EXPECT_EQ(listed.count("10.9.0.1/24"), 1u);
-  ns_->RunIn([&] { Address::Delete("a0", IPAddress("10.9.0.1"), 24); });
-  EXPECT_EQ(FromLibrary(), FromIp());
-  EXPECT_EQ(FromLibrary().count("10.9.0.1/24"), 0u);
-}
-
-TEST_F(AddressTest, DescribesTheInterface) {
-  const std::string mac = ns_->Mac("a0");
-  ns_->MustExec({"ip", "link", "set", "a0", "mtu", "1400"});
-  ns_->RunIn([&] {
     const InterfaceInfo info = Address::GetInterface("a0");
     EXPECT_EQ(info.name, "a0");
     EXPECT_EQ(info.mac.ToString(), mac);
@@ -72,6 +60,14 @@ TEST_F(AddressTest, DescribesTheInterface) {
     EXPECT_EQ(info.mtu, 1400u);
     EXPECT_EQ(info.master, 0);
   });
+  const auto listed = FromLibrary();
+  EXPECT_EQ(listed, FromIp());
+  EXPECT_EQ(listed.count("fd00:9::1/64"), 1u);
+  EXPECT_EQ(listed.count("10.9.0.1/24"), 1u);
+  ns_->RunIn([&] { Address::Delete("a0", IPAddress("10.9.0.1"), 24); });
+  const auto left = FromLibrary();
+  EXPECT_EQ(left, FromIp());
+  EXPECT_EQ(left.count("10.9.0.1/24"), 0u);
 }
 
 TEST_F(AddressTest, WaitsForDuplicateAddressDetectionToFinish) {

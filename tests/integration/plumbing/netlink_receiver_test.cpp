@@ -4,9 +4,7 @@
 
 #include <algorithm>
 #include <mutex>
-#include <functional>
 #include <set>
-#include <sstream>
 
 #include "orvamesh/driver/netlink_receiver.h"
 #include "platform/process_runner.h"
@@ -23,37 +21,6 @@ using namespace ORVA::MESH::SDK::Driver;
 using orva::test::NetNs;
 using orva::test::WaitUntil;
 
-// Every event as one line of text, for tests to wait on.
-class Journal {
- public:
-  void Add(const std::string& line) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    lines_.push_back(line);
-  }
-  bool Has(const std::string& line) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return std::find(lines_.begin(), lines_.end(), line) != lines_.end();
-  }
-  size_t Count(const std::string& prefix) const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return std::count_if(lines_.begin(), lines_.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
-  }
-  void Clear() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    lines_.clear();
-  }
-  std::string All() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    std::string out;
-    for (const auto& l : lines_) out += l + "\n";
-    return out;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
-
 class NetlinkTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -61,8 +28,7 @@ class NetlinkTest : public ::testing::Test {
     ns_ = std::make_unique<NetNs>("nlr");
     peer_ = std::make_unique<NetNs>("nlp");
     orva::test::AddVeth(ns_.get(), "v0", peer_.get(), "w0");
-    ns_->MustExec({"ip", "link", "add", "br0", "type", "bridge"});
-    ns_->MustExec({"ip", "link", "set", "br0", "up"});
+    orva::test::AddBridge(*ns_, "br0");
   }
   void TearDown() override {
     if (receiver_) ns_->RunIn([&] { receiver_.reset(); });
@@ -74,10 +40,12 @@ class NetlinkTest : public ::testing::Test {
     return index;
   }
 
+  // Every event becomes one line of text, for the tests to wait on.
   void StartReceiver(unsigned groups) {
     using std::to_string;
     const auto add = [this](const char* kind, NETLINK_CHANGE change, const std::string& rest) {
-      journal_.Add(std::string(kind) + " " + NetlinkChangeToString(change) + " " + rest);
+      std::lock_guard<std::mutex> lock(mutex_);
+      lines_.push_back(std::string(kind) + " " + NetlinkChangeToString(change) + " " + rest);
     };
     ns_->RunIn([&] {
       receiver_ = std::make_unique<NetlinkReceiver>(groups);
@@ -97,30 +65,43 @@ class NetlinkTest : public ::testing::Test {
     });
   }
 
+  size_t Count(const std::string& prefix) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return std::count_if(lines_.begin(), lines_.end(), [&](const std::string& l) { return l.rfind(prefix, 0) == 0; });
+  }
+  // Waits for a line starting with `prefix`; a failure lists every line seen.
+  ::testing::AssertionResult Sees(const std::string& prefix) {
+    if (WaitUntil([&] { return Count(prefix) > 0; })) return ::testing::AssertionSuccess();
+    std::lock_guard<std::mutex> lock(mutex_);
+    auto failure = ::testing::AssertionFailure() << "no \"" << prefix << "\" among:\n";
+    for (const auto& line : lines_) failure << line << "\n";
+    return failure;
+  }
+
   std::unique_ptr<NetNs> ns_, peer_;
   std::unique_ptr<NetlinkReceiver> receiver_;
-  Journal journal_;
+  std::mutex mutex_;
+  std::vector<std::string> lines_;
 };
 
 TEST_F(NetlinkTest, AReceiverStartedLateReportsTheCurrentStateThenEachChangeAsItHappens) {
   ns_->MustExec({"ip", "-6", "addr", "add", "fd00:1::1/64", "dev", "v0", "nodad"});
   StartReceiver(NetlinkReceiver::kLinks | NetlinkReceiver::kAddresses);
   const std::string v0 = std::to_string(Index("v0"));
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link ADDED v0 up=1 carrier=1"); })) << journal_.All();
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Count("link ADDED br0 up=1") == 1; })) << journal_.All();
-  ASSERT_TRUE(WaitUntil([&] { return journal_.Has("address ADDED " + v0 + " fd00:1::1/64"); })) << journal_.All();
+  EXPECT_TRUE(Sees("link ADDED v0 up=1 carrier=1"));
+  ASSERT_TRUE(Sees("address ADDED " + v0 + " fd00:1::1/64"));
+  EXPECT_EQ(Count("link ADDED br0 up=1"), 1u) << "the links are dumped before the addresses";
   EXPECT_TRUE(receiver_->IsRunning());
 
-  journal_.Clear();
   ns_->MustExec({"ip", "link", "set", "v0", "down"});
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link CHANGED v0 up=0 carrier=0"); })) << journal_.All();
+  EXPECT_TRUE(Sees("link CHANGED v0 up=0 carrier=0"));
   ns_->MustExec({"ip", "link", "set", "v0", "up"});
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("link CHANGED v0 up=1 carrier=1"); })) << journal_.All();
+  EXPECT_TRUE(Sees("link CHANGED v0 up=1 carrier=1"));
   ns_->MustExec({"ip", "-6", "addr", "add", "fd00:2::7/80", "dev", "v0", "nodad"});
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("address ADDED " + v0 + " fd00:2::7/80"); })) << journal_.All();
+  EXPECT_TRUE(Sees("address ADDED " + v0 + " fd00:2::7/80"));
   ns_->MustExec({"ip", "-6", "addr", "del", "fd00:2::7/80", "dev", "v0"});
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("address REMOVED " + v0 + " fd00:2::7/80"); })) << journal_.All();
-  EXPECT_EQ(journal_.Count("link CHANGED br0"), 0u) << "nothing happened to the bridge\n" << journal_.All();
+  EXPECT_TRUE(Sees("address REMOVED " + v0 + " fd00:2::7/80"));
+  EXPECT_EQ(Count("link CHANGED br0"), 0u) << "nothing happened to the bridge";
 }
 
 TEST_F(NetlinkTest, BridgePortsJoinAndLeaveAndTheForwardingTableFollowsTraffic) {
@@ -128,14 +109,13 @@ TEST_F(NetlinkTest, BridgePortsJoinAndLeaveAndTheForwardingTableFollowsTraffic) 
   StartReceiver(NetlinkReceiver::kBridge);
   const std::string v0 = std::to_string(Index("v0")), br0 = std::to_string(Index("br0"));
   ns_->MustExec({"ip", "link", "set", "v0", "master", "br0"});
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("port ADDED " + v0 + " bridge=" + br0); })) << journal_.All();
-  const std::string peerMac = peer_->Mac("w0");
+  EXPECT_TRUE(Sees("port ADDED " + v0 + " bridge=" + br0));
   // Whether anyone answers does not matter: the bridge learns the sender from the request.
   orva::platform::RunProgram(peer_->Exec({"ping", "-6", "-c", "1", "-W", "1", "ff02::1%w0"}));
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("fdb ADDED " + peerMac + " port=" + v0); })) << journal_.All();
+  EXPECT_TRUE(Sees("fdb ADDED " + peer_->Mac("w0") + " port=" + v0));
   ns_->MustExec({"ip", "link", "set", "v0", "nomaster"});
-  EXPECT_TRUE(WaitUntil([&] { return journal_.Has("port REMOVED " + v0 + " bridge=" + br0); })) << journal_.All();
-  EXPECT_EQ(journal_.Count("link "), 0u) << "only the bridge group was asked for";
+  EXPECT_TRUE(Sees("port REMOVED " + v0 + " bridge=" + br0));
+  EXPECT_EQ(Count("link "), 0u) << "only the bridge group was asked for";
 }
 
 size_t Entries(const char* directory) {
@@ -164,24 +144,18 @@ TEST_F(NetlinkTest, AnOverrunSocketIsRecoveredByAFreshDump) {
   orva::test::LogCapture log;
   std::mutex gate, namesMutex;
   std::set<std::string> names;
-  std::unique_lock<std::mutex> held(gate);
+  std::unique_ptr<NetlinkReceiver> receiver;
   ns_->RunIn([&] {
-    receiver_ = std::make_unique<NetlinkReceiver>(NetlinkReceiver::kLinks);
-    receiver_->OnLink([&](const LinkEvent& e) {
+    receiver = std::make_unique<NetlinkReceiver>(NetlinkReceiver::kLinks);
+    receiver->OnLink([&](const LinkEvent& e) {
       std::lock_guard<std::mutex> wait(gate);  // the slow subscriber
       std::lock_guard<std::mutex> lock(namesMutex);
       if (e.change != NETLINK_CHANGE::REMOVED) names.insert(e.name);
     });
-    receiver_->Start();
+    receiver->Start();
   });
-  // The receiver's callbacks use this test's locals: it must be gone before they are.
-  struct Finally {
-    std::function<void()> fn;
-    ~Finally() { fn(); }
-  } stopFirst{[&] {
-    if (held.owns_lock()) held.unlock();
-    ns_->RunIn([&] { receiver_.reset(); });
-  }};
+  // Declared last: the subscriber is let go before the receiver stops, whatever ends the test.
+  std::unique_lock<std::mutex> held(gate);
   std::string batch;
   for (int i = 0; i < 700; ++i) batch += "link add x" + std::to_string(i) + " type veth peer name y" + std::to_string(i) + "\n";
   const orva::test::TempDir dir;

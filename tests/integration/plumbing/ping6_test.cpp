@@ -37,23 +37,16 @@ class Ping6Test : public ::testing::Test {
   IPAddress peerLinkLocal_;
 };
 
-TEST_F(Ping6Test, ALivePeerAnswersByLinkLocalAndGlobalAddress) {
-  const auto linkLocal = PingFromHere(peerLinkLocal_, seconds(2));
-  ASSERT_TRUE(linkLocal);
-  EXPECT_LT(*linkLocal, milliseconds(500));
+TEST_F(Ping6Test, ALivePeerAnswersAndSilenceOrAbsenceEndsAtTheDeadline) {
+  EXPECT_LT(PingFromHere(peerLinkLocal_, seconds(2)).value_or(seconds(9)), milliseconds(500));
   EXPECT_TRUE(PingFromHere(IPAddress("fd00:77::2"), seconds(2), ""));
-}
-
-TEST_F(Ping6Test, SilenceAndAbsenceEndAtTheDeadline) {
   peer_->MustExec({"sysctl", "-q", "-w", "net.ipv6.icmp.echo_ignore_all=1"});
-  const std::pair<const char*, IPAddress> cases[] = {{"silent peer", peerLinkLocal_},
-                                                     {"nobody there", IPAddress("fd00:77::99")}};
-  for (const auto& [name, target] : cases) {
+  for (const IPAddress& target : {peerLinkLocal_, IPAddress("fd00:77::99")}) {
     const auto start = steady_clock::now();
-    EXPECT_FALSE(PingFromHere(target, milliseconds(300))) << name;
+    EXPECT_FALSE(PingFromHere(target, milliseconds(300))) << target.ToString();
     const auto took = steady_clock::now() - start;
-    EXPECT_GE(took, milliseconds(290)) << name;
-    EXPECT_LT(took, milliseconds(800)) << name;
+    EXPECT_GE(took, milliseconds(290)) << target.ToString();
+    EXPECT_LT(took, milliseconds(800)) << target.ToString();
   }
 }
 

@@ -3,11 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include "orvamesh/base/exception.h"
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/scan_wired/scan_listener.h"
 #include "orvamesh/scan_wired/scan_response_receiver.h"
 #include "scan_peer.h"
-#include "support/lan.h"
 #include "support/log_capture.h"
 #include "support/wait_until.h"
 
@@ -17,34 +17,19 @@ using namespace ORVA::MESH::SDK::ScanWired;
 using orva::net::utils::IPAddress;
 using namespace orva::test;
 
-class IOThreadLifecycle : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ORVA_REQUIRE_NETNS();
-    ns_ = std::make_unique<NetNs>("life");
-    AddVeth(ns_.get(), "eth0", ns_.get(), "eth1");
-    ns_->LinkLocal("eth0");
-    fds_ = OpenDescriptorCount();
-    threads_ = ThreadCount();
-  }
-  void ExpectNothingLeft() {
-    EXPECT_EQ(OpenDescriptorCount(), fds_);
-    // An emulator may list a joined thread a moment longer.
-    EXPECT_TRUE(WaitUntil([&] { return ThreadCount() == threads_; })) << ThreadCount() << " vs " << threads_;
-  }
-
-  LogCapture log_;
-  std::unique_ptr<NetNs> ns_;
-  size_t fds_ = 0;
-  size_t threads_ = 0;
-};
-
-TEST_F(IOThreadLifecycle, TwoHundredStartStopCyclesOfListenerAndReceiverLeaveNothingBehind) {
+TEST(IOThreadLifecycle, StartStopCyclesAFailedStartAndDestructionWhileRunningLeaveNothingBehind) {
+  ORVA_REQUIRE_NETNS();
+  LogCapture log;
+  NetNs ns("life");
+  AddVeth(&ns, "eth0", &ns, "eth1");
+  const IPAddress linkLocal(ns.LinkLocal("eth0"));
   const KeyPair keys = MakeKeyPair();
-  const IPAddress linkLocal(ns_->LinkLocal("eth0"));
-  ns_->RunIn([&] {
+  const size_t fds = OpenDescriptorCount(), threads = ThreadCount();
+  ns.RunIn([&] {
     WiredScanListener listener(IPAddress("ff02::1"), "eth0", 0);
     WiredScanResponseReceiver receiver(linkLocal, keys.publicKey, keys.secretKey, "eth0", 0);
+    EXPECT_THROW(listener.GetListeningPort(), ORVA::MESH::SDK::Exception::RuntimeException);
+    listener.StopListening();  // never started: nothing to do
     for (int i = 0; i < 200; ++i) {
       listener.StartListening();
       receiver.StartReceiving();
@@ -56,35 +41,22 @@ TEST_F(IOThreadLifecycle, TwoHundredStartStopCyclesOfListenerAndReceiverLeaveNot
       receiver.StopReceiving();
     }
     listener.StopListening();  // already stopped: nothing happens
-  });
-  ExpectNothingLeft();
-  EXPECT_EQ(log_.Matching("socket IO thread terminated").size(), 400u);
-  EXPECT_FALSE(log_.Contains("Unhandled"));
-}
+    EXPECT_EQ(log.Matching("socket IO thread terminated").size(), 400u);
 
-TEST_F(IOThreadLifecycle, DestroyingARunningListenerStopsItsThread) {
-  ns_->RunIn([&] {
-    auto listener = std::make_unique<WiredScanListener>(IPAddress("ff02::1"), "eth0", 0);
-    listener->StartListening();
-    EXPECT_EQ(ThreadCount(), threads_ + 2);  // this namespace thread and the IO thread
-    listener.reset();
-  });
-  ExpectNothingLeft();
-  EXPECT_TRUE(log_.Contains("socket IO thread terminated"));
-}
-
-TEST_F(IOThreadLifecycle, AFailedStartLeavesTheListenerStoppedAndClean) {
-  ns_->RunIn([&] {
-    WiredScanListener first(IPAddress("ff02::1"), "eth0", 0);
-    first.StartListening();
-    const unsigned short taken = first.GetListeningPort();
-    WiredScanListener second(IPAddress("ff02::1"), "eth0", taken);
+    auto running = std::make_unique<WiredScanListener>(IPAddress("ff02::1"), "eth0", 0);
+    running->StartListening();
+    EXPECT_EQ(ThreadCount(), threads + 2);  // this namespace thread and the IO thread
+    WiredScanListener second(IPAddress("ff02::1"), "eth0", running->GetListeningPort());
     EXPECT_THROW(second.StartListening(), std::exception);
     EXPECT_THROW(second.GetListeningPort(), std::exception);
-    first.StopListening();
     second.StopListening();
+    running.reset();
   });
-  ExpectNothingLeft();
+  EXPECT_EQ(OpenDescriptorCount(), fds);
+  // An emulator may list a joined thread a moment longer.
+  EXPECT_TRUE(WaitUntil([&] { return ThreadCount() == threads; })) << ThreadCount() << " vs " << threads;
+  EXPECT_EQ(log.Matching("socket IO thread terminated").size(), 401u) << "the destroyed listener's too";
+  EXPECT_FALSE(log.Contains("Unhandled"));
 }
 
 }  // namespace

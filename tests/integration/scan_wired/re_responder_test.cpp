@@ -1,5 +1,8 @@
 // The RE role on a real segment: what it answers, to whom it does not, and how it stands a
 // flood of garbage on its port.
+#include <arpa/inet.h>
+#include <netinet/ether.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -8,10 +11,8 @@
 
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/platform/system_root.h"
-#include "orvamesh/mac.h"
 #include "orvamesh/scan_wired/re_scan_responder.h"
 #include "orvamesh/scan_wired/response_packet_serializer.h"
-#include "orvamesh/base/exception.h"
 #include "scan_peer.h"
 #include "scan_wired/wired_scan_packet.h"
 #include "support/kernel_feature.h"
@@ -54,42 +55,28 @@ class REResponderOnTheWire : public ::testing::Test {
   std::unique_ptr<REScanResponder> responder_;
 };
 
-TEST_F(REResponderOnTheWire, AnswersWithItsIdentityInterfaceAddressesAndUptime) {
-  const unsigned long before = UptimeNow();
-  SendProbe(*cap_, keys_.publicKey);
-  ASSERT_TRUE(collector_->WaitFor(1));
-  const unsigned long after = UptimeNow();
-  const ResponsePacket answer = collector_->Answers().at(0);
-  EXPECT_EQ(answer.GetUnique(), "velanto_platd_hw4000");
-  EXPECT_EQ(answer.GetSerial(), "US");
-  EXPECT_EQ(answer.GetOsName(), "OrvaOS");
-  EXPECT_EQ(answer.GetOsVersion(), "5.2.1");
-  EXPECT_EQ(answer.GetOsBuildNum(), 4711u);
-  EXPECT_EQ(answer.GetOsUpdateNum(), 3);
-  EXPECT_EQ(answer.GetAccessPort(), 8443);
-  EXPECT_EQ(ORVA::MESH::SDK::Mac(answer.GetMacAddress()).ToString(), re_->Mac("eth0"));
-  EXPECT_EQ(IPAddress(answer.GetIpv6Address()), IPAddress(re_->LinkLocal("eth0")));
-  EXPECT_GE(answer.GetUptime(), before);
-  EXPECT_LE(answer.GetUptime(), after);
-}
-
-TEST_F(REResponderOnTheWire, ALaterProbeGetsALaterUptimeAndOtherwiseTheSameAnswer) {
+TEST_F(REResponderOnTheWire, AnswersWithItsIdentityAddressesAndTheUptimeOfTheMoment) {
   TempDir root;
   root.WriteFile("proc/uptime", "100.93 180.00\n");
   orva::platform::SystemRoot::Set(root.Path());
   SendProbe(*cap_, keys_.publicKey);
-  ASSERT_TRUE(collector_->WaitFor(1));
+  const bool first = collector_->WaitFor(1);
   root.WriteFile("proc/uptime", "101.02 181.50\n");
   SendProbe(*cap_, keys_.publicKey);
-  const bool second = collector_->WaitFor(2);
+  const bool second = first && collector_->WaitFor(2);
   orva::platform::SystemRoot::Set("");
   ASSERT_TRUE(second);
 
+  in6_addr linkLocal{};
+  ::inet_pton(AF_INET6, re_->LinkLocal("eth0").c_str(), &linkLocal);
+  const ResponsePacket expected("OrvaOS", "velanto_platd_hw4000", "US", "5.2.1", 4711, 3,
+                                *::ether_aton(re_->Mac("eth0").c_str()), linkLocal, 8443, 100);
+  const auto stream = [](const ResponsePacket& p) { return *ResponsePacketSerializer().Serialize(p); };
   auto answers = collector_->Answers();
-  EXPECT_EQ(answers[0].GetUptime(), 100u);
+  EXPECT_EQ(stream(answers[0]), stream(expected));
   EXPECT_EQ(answers[1].GetUptime(), 101u);
   answers[1].SetUptime(100);
-  EXPECT_EQ(*ResponsePacketSerializer().Serialize(answers[0]), *ResponsePacketSerializer().Serialize(answers[1]));
+  EXPECT_EQ(stream(answers[1]), stream(expected));
 }
 
 TEST_F(REResponderOnTheWire, DoesNotAnswerIPv4OrGlobalIPv6Probers) {
@@ -104,7 +91,7 @@ TEST_F(REResponderOnTheWire, DoesNotAnswerIPv4OrGlobalIPv6Probers) {
   // A link-local probe sent last is answered; it is the only answer.
   SendProbe(*cap_, keys_.publicKey);
   ASSERT_TRUE(collector_->WaitFor(1));
-  EXPECT_EQ(collector_->Count(), 1u);
+  EXPECT_EQ(collector_->Answers().size(), 1u);
   EXPECT_FALSE(log_.Contains("[192.0.2.1]"));
 }
 
@@ -140,20 +127,9 @@ TEST_F(REResponderOnTheWire, SurvivesAFloodOfMalformedDatagramsAndStillAnswers) 
     }
     log_.Clear();
   }
-  EXPECT_EQ(collector_->Count(), 0u);
+  EXPECT_EQ(collector_->Answers().size(), 0u);
   SendProbe(*cap_, keys_.publicKey);
   EXPECT_TRUE(collector_->WaitFor(1));
-}
-
-TEST(REResponderSetUp, RefusesAnInterfaceWithoutALinkLocalAddress) {
-  ORVA_REQUIRE_NETNS();
-  NetNs lonely("lonely");
-  lonely.MustExec({"sysctl", "-q", "-w", "net.ipv6.conf.default.disable_ipv6=1"});
-  AddVeth(&lonely, "d0", &lonely, "d1");
-  lonely.RunIn([] {
-    EXPECT_THROW(REScanResponder(kIdentity, "d0"), ORVA::MESH::SDK::Exception::IpAddressNotExistException);
-    EXPECT_THROW(REScanResponder(kIdentity, "nosuch0"), ORVA::MESH::SDK::Exception::IpAddressNotExistException);
-  });
 }
 
 }  // namespace

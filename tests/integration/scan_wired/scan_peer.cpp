@@ -6,22 +6,17 @@
 #include <sodium.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <stdexcept>
 
 #include "orvamesh/platform/ip_address.h"
 #include "orvamesh/scan_wired/probe_packet.h"
 #include "orvamesh/scan_wired/scan_sender.h"
-#include "orvamesh/utils/address.h"
 #include "support/lan.h"
 #include "support/wait_until.h"
 
 namespace orva::test {
 
-using ORVA::MESH::SDK::ScanWired::ProbePacket;
 using ORVA::MESH::SDK::ScanWired::ResponsePacket;
-using ORVA::MESH::SDK::ScanWired::WiredScanResponseReceiver;
-using ORVA::MESH::SDK::ScanWired::WiredScanSender;
 using orva::net::utils::IPAddress;
 
 UdpPeer::UdpPeer(const NetNs& ns, int family, const std::string& bindAddress) : family_(family) {
@@ -30,9 +25,7 @@ UdpPeer::UdpPeer(const NetNs& ns, int family, const std::string& bindAddress) : 
     if (fd_ == -1) throw std::runtime_error("socket failed");
     interfaceIndex_ = ::if_nametoindex(Lan::kHostInterface);
     if (bindAddress.empty()) return;
-    sockaddr_in6 local{};
-    local.sin6_family = AF_INET6;
-    local.sin6_scope_id = interfaceIndex_;
+    sockaddr_in6 local{AF_INET6, 0, 0, {}, interfaceIndex_};
     if (::inet_pton(AF_INET6, bindAddress.c_str(), &local.sin6_addr) != 1 ||
         ::bind(fd_, reinterpret_cast<sockaddr*>(&local), sizeof(local)) != 0) {
       throw std::runtime_error("cannot bind " + bindAddress);
@@ -52,8 +45,7 @@ void UdpPeer::SendTo(const std::string& address, unsigned short port, const std:
     throw std::runtime_error("bad " + address);
   }
   const auto* to = v6 ? reinterpret_cast<sockaddr*>(&to6) : reinterpret_cast<sockaddr*>(&to4);
-  const ssize_t sent = ::sendto(fd_, bytes.data(), bytes.size(), 0, to, v6 ? sizeof to6 : sizeof to4);
-  if (sent != static_cast<ssize_t>(bytes.size())) {
+  if (::sendto(fd_, bytes.data(), bytes.size(), 0, to, v6 ? sizeof to6 : sizeof to4) != ssize_t(bytes.size())) {
     throw std::runtime_error("sendto failed to " + address);
   }
 }
@@ -65,19 +57,11 @@ KeyPair MakeKeyPair() {
   return keys;
 }
 
-namespace {
-// The host's eth0 link-local address; call inside its namespace.
-IPAddress HostLinkLocal(const NetNs& ns) {
-  auto address = ORVA::MESH::SDK::Address::GetInterfaceIPv6LinkLocal(Lan::kHostInterface);
-  if (!address) throw std::runtime_error("no link-local address in " + ns.Name());
-  return *address;
-}
-}  // namespace
-
 AnswerCollector::AnswerCollector(const NetNs& ns, const KeyPair& keys) {
+  const IPAddress address(ns.LinkLocal(Lan::kHostInterface));
   ns.RunIn([&] {
-    receiver_ = std::make_unique<WiredScanResponseReceiver>(HostLinkLocal(ns), keys.publicKey, keys.secretKey,
-                                                            Lan::kHostInterface, 7784);
+    receiver_ = std::make_unique<ORVA::MESH::SDK::ScanWired::WiredScanResponseReceiver>(
+        address, keys.publicKey, keys.secretKey, Lan::kHostInterface, 7784);
     receiver_->AddCallback([this](const ResponsePacket& response, const sockaddr_storage&) {
       std::lock_guard<std::mutex> lock(mutex_);
       answers_.push_back(response);
@@ -91,20 +75,20 @@ std::vector<ResponsePacket> AnswerCollector::Answers() const {
   return answers_;
 }
 
-size_t AnswerCollector::Count() const { return Answers().size(); }
-
 bool AnswerCollector::WaitFor(size_t n) const {
-  return WaitUntil([&] { return Count() >= n; });
+  return WaitUntil([&] { return Answers().size() >= n; });
 }
 
 void SendProbe(const NetNs& ns, const std::vector<unsigned char>& publicKey) {
+  const IPAddress source(ns.LinkLocal(Lan::kHostInterface));
   ns.RunIn([&] {
-    const WiredScanSender sender(IPAddress("ff02::1"), HostLinkLocal(ns), 7783, Lan::kHostInterface);
-    sender.SendProbe(ProbePacket(publicKey));
+    ORVA::MESH::SDK::ScanWired::WiredScanSender(IPAddress("ff02::1"), source, 7783, Lan::kHostInterface)
+        .SendProbe(ORVA::MESH::SDK::ScanWired::ProbePacket(publicKey));
   });
 }
 
 namespace {
+// The directory stream itself holds one descriptor while counting; it is the same every time.
 size_t CountEntries(const char* path) {
   size_t count = 0;
   if (DIR* dir = ::opendir(path)) {
@@ -115,15 +99,7 @@ size_t CountEntries(const char* path) {
 }
 }  // namespace
 
-// The directory stream itself holds one descriptor while counting; it is the same every time.
 size_t OpenDescriptorCount() { return CountEntries("/proc/self/fd"); }
 size_t ThreadCount() { return CountEntries("/proc/self/task"); }
-
-unsigned long UptimeNow() {
-  std::ifstream file("/proc/uptime");
-  double seconds = 0;
-  file >> seconds;
-  return static_cast<unsigned long>(seconds);
-}
 
 }  // namespace orva::test

@@ -1,6 +1,6 @@
 #pragma once
 // Test-side helpers for the wired scan: a plain UDP socket inside a test namespace to send
-// hand-made datagrams, a response collector, and the fixed pieces of a well-formed probe.
+// hand-made datagrams, a response collector, and a well-formed probe sent from a host.
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -44,7 +44,6 @@ class AnswerCollector {
   AnswerCollector(const NetNs& ns, const KeyPair& keys);
 
   std::vector<ORVA::MESH::SDK::ScanWired::ResponsePacket> Answers() const;
-  size_t Count() const;
   // Waits until at least `n` answers arrived; false on time-out.
   bool WaitFor(size_t n) const;
 
@@ -61,8 +60,5 @@ void SendProbe(const NetNs& ns, const std::vector<unsigned char>& publicKey);
 // Entries of /proc/self/fd and /proc/self/task.
 size_t OpenDescriptorCount();
 size_t ThreadCount();
-
-// The system uptime in whole seconds, as the kernel reports it now.
-unsigned long UptimeNow();
 
 }  // namespace orva::test

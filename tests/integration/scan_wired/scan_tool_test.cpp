@@ -35,7 +35,6 @@ class RunningRE {
   ~RunningRE() {
     if (pid_ > 0) Stop();
   }
-  pid_t Pid() const { return pid_; }
   int Stop() {
     ::kill(pid_, SIGTERM);
     return orva::platform::WaitProgram(std::exchange(pid_, -1));
@@ -81,9 +80,8 @@ class ScanTool : public ::testing::Test {
   const NetNs* re_ = nullptr;
 };
 
-TEST_F(ScanTool, AResponderAndAScanInTwoNamespacesFindEachOther) {
+TEST_F(ScanTool, AResponderAndAScanInTwoNamespacesFindEachOtherEvenAfterAKnockOut) {
   RunningRE re(*re_);
-  ASSERT_GT(re.Pid(), 0);
   std::vector<Json::Value> found;
   ASSERT_TRUE(WaitUntil([&] { return !(found = Scan()).empty(); }));
   ASSERT_EQ(found.size(), 1u);
@@ -101,16 +99,10 @@ TEST_F(ScanTool, AResponderAndAScanInTwoNamespacesFindEachOther) {
   ASSERT_EQ(Tool({"cap", "eth0", "--wait", "200"}, &line), 0);
   EXPECT_EQ(line.rfind(re_->Mac("eth0") + "  " + re_->LinkLocal("eth0") + "  velanto_platc_hr3000  serial=US", 0), 0u)
       << line;
-  EXPECT_EQ(re.Stop(), 0);
-}
 
-TEST_F(ScanTool, AResponderWhoseListenerWasKnockedOutComesBack) {
-  RunningRE re(*re_);
-  auto found = [&] { return Scan().size() == 1; };
-  ASSERT_TRUE(WaitUntil(found));
   // A non-ext msgpack element ends the listener's thread by design; the tool restarts it.
   UdpPeer(*cap_, AF_INET6).SendTo("ff02::1", 7783, {0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 1, 0x01});
-  EXPECT_TRUE(WaitUntil(found));
+  EXPECT_TRUE(WaitUntil([&] { return Scan().size() == 1; }));
   EXPECT_EQ(re.Stop(), 0);
 }
 

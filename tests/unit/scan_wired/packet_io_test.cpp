@@ -4,6 +4,7 @@
 #include <msgpack.hpp>
 #include <sodium.h>
 
+#include "orvamesh/scan_wired/scan_responder.h"
 #include "scan_packet_fixtures.h"
 #include "scan_wired/wired_scan_packet.h"
 
@@ -127,7 +128,8 @@ TEST(ResponseDatagram, OnlyTheScansOwnKeyOpensIt) {
 
 TEST(SealedBox, OpeningChecksOffsetSizeAndKeysFirst) {
   const KeyPair cap;
-  const Bytes atFour = Concat({{9, 9, 9, 9}, EncryptPayload(std::make_shared<const Bytes>(Bytes{1, 2, 3}), cap.publicKey)});
+  const auto sealed = WiredScanResponder::EncryptPayload(std::make_shared<const Bytes>(Bytes{1, 2, 3}), cap.publicKey);
+  const Bytes atFour = Concat({{9, 9, 9, 9}, sealed});
   ASSERT_EQ(atFour.size(), 4u + 3 + 48);
   EXPECT_EQ(DecryptPayload(atFour, 4, cap.publicKey, cap.secretKey), (Bytes{1, 2, 3}));
   EXPECT_THAT(ThrownText<Exception::LogicException>(

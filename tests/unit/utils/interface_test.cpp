@@ -13,9 +13,19 @@ namespace {
 using ORVA::MESH::SDK::Interface;
 using Band = Interface::WIFI_BAND;
 using Vap = Interface::VAP_TYPE;
+using Names = std::vector<std::string>;
 
 Band B(int value) { return static_cast<Band>(value); }
 Vap V(int value) { return static_cast<Vap>(value); }
+
+// The result code of a name lookup and the name it wrote, as "code name"; a lookup that
+// refuses must leave the name alone ("untouched").
+template <typename Fn, typename... Args>
+std::string Got(Fn lookup, Args... args) {
+  std::string out = "untouched";
+  const int rc = lookup(args..., out);
+  return std::to_string(rc) + " " + out;
+}
 
 // The whole name table: band, radio, then the VAP of kinds 0..5.
 struct Row {
@@ -29,16 +39,33 @@ const Row kTable[] = {
     {2, "wifi2", {"sta1", "sta1", "bwlan1", "bwlan1", "wlan1", "gwlan1"}},
 };
 
-TEST(InterfaceNames, EveryBandAndKindHasItsVapAndRadio) {
+TEST(InterfaceNames, EveryBandAndKindHasItsVapRadioAndIfNameAndEachLeadsBack) {
+  Interface::VAPNameMap map, radios;
+  ASSERT_EQ(Interface::GetVAPNameMap(false, map), 0);
+  ASSERT_EQ(Interface::GetVAPNameMap(true, radios), 0);
+  EXPECT_EQ(map.size(), 3u);
   for (const Row& row : kTable) {
+    const std::string radio = std::string("0 ") + row.radio;
+    EXPECT_EQ(map[B(row.band)].size(), 6u);
     for (int kind = 0; kind < 6; ++kind) {
-      std::string vap, radio, ifname;
-      EXPECT_EQ(Interface::GetVAPName(B(row.band), V(kind), false, vap), 0);
-      EXPECT_EQ(Interface::GetVAPName(B(row.band), V(kind), true, radio), 0);
-      EXPECT_EQ(Interface::GetIfName(B(row.band), V(kind), ifname), 0);
-      EXPECT_EQ(vap, row.byKind[kind]) << row.band << "/" << kind;
-      EXPECT_EQ(radio, row.radio);
-      EXPECT_EQ(ifname, std::string(row.byKind[kind]) + "." + std::to_string(kind));
+      SCOPED_TRACE(std::to_string(row.band) + "/" + std::to_string(kind));
+      const std::string vap = row.byKind[kind], ifname = vap + "." + std::to_string(kind);
+      EXPECT_EQ(Got(Interface::GetVAPName, B(row.band), V(kind), false), "0 " + vap);
+      EXPECT_EQ(Got(Interface::GetVAPName, B(row.band), V(kind), true), radio);
+      EXPECT_EQ(Got(Interface::GetIfName, B(row.band), V(kind)), "0 " + ifname);
+      EXPECT_EQ(map[B(row.band)][V(kind)], vap);
+      EXPECT_EQ("0 " + radios[B(row.band)][V(kind)], radio);
+
+      // The way back. Kinds 0/1 and 2/3 share a name, which leads to the first of the pair.
+      Band band;
+      Vap type;
+      EXPECT_EQ(Interface::GetVAPBandAndType(vap, band, type), 0);
+      EXPECT_EQ(band, row.band);
+      EXPECT_EQ(type, kind >= 4 ? kind : kind & ~1);
+      EXPECT_EQ(Got(Interface::GetRadioNameByVAPName, vap), radio);
+      EXPECT_EQ(Got(Interface::GetVAPBandName, vap), Got(Interface::GetBandName, B(row.band)));
+      EXPECT_EQ(Got(Interface::GetVAPNameByIfName, ifname, false), "0 " + vap);
+      EXPECT_EQ(Got(Interface::GetVAPNameByIfName, vap, true), radio);
     }
   }
 }
@@ -51,67 +78,34 @@ TEST(InterfaceNames, BandsAndKindsOutsideTheTableAreRefused) {
   };
   orva::test::LogCapture capture;
   for (const auto& c : cases) {
-    std::string out = "untouched", ifname = "untouched";
-    EXPECT_EQ(Interface::GetVAPName(B(c.band), V(c.kind), false, out), c.result) << c.band << "/" << c.kind;
-    EXPECT_EQ(Interface::GetIfName(B(c.band), V(c.kind), ifname), c.result);
-    EXPECT_EQ(out, "untouched");
-    EXPECT_EQ(ifname, "untouched");
+    const std::string refused = std::to_string(c.result) + " untouched";
+    EXPECT_EQ(Got(Interface::GetVAPName, B(c.band), V(c.kind), false), refused) << c.band << "/" << c.kind;
+    EXPECT_EQ(Got(Interface::GetIfName, B(c.band), V(c.kind)), refused) << c.band << "/" << c.kind;
   }
-  std::string out;
-  EXPECT_EQ(Interface::GetGuestAPName(B(3), true, out), -3);
+  EXPECT_EQ(Got(Interface::GetGuestAPName, B(3), true), "-3 untouched");
   for (const auto& line : capture.Lines()) EXPECT_EQ(line.priority, LOG_ERR) << line.text;
-}
-
-TEST(InterfaceLookup, EveryVapLeadsBackToItsRadioBandAndFirstKind) {
-  for (const Row& row : kTable) {
-    for (int kind = 0; kind < 6; ++kind) {
-      const std::string vap = row.byKind[kind];
-      const int firstKind = kind & ~1;  // kinds 0/1 and 2/3 share a name; 4 and 5 are their own
-      std::string radio, bandName, viaIf, radioViaIf;
-      Band band;
-      Vap type;
-      EXPECT_EQ(Interface::GetRadioNameByVAPName(vap, radio), 0);
-      EXPECT_EQ(radio, row.radio);
-      EXPECT_EQ(Interface::GetVAPBandAndType(vap, band, type), 0);
-      EXPECT_EQ(band, row.band);
-      EXPECT_EQ(type, kind >= 4 ? kind : firstKind) << vap;
-      EXPECT_EQ(Interface::GetVAPBandName(vap, bandName), 0);
-      std::string expectedBandName;
-      Interface::GetBandName(B(row.band), expectedBandName);
-      EXPECT_EQ(bandName, expectedBandName);
-
-      std::string ifname;
-      Interface::GetIfName(B(row.band), V(kind), ifname);
-      EXPECT_EQ(Interface::GetVAPNameByIfName(ifname, false, viaIf), 0) << ifname;
-      EXPECT_EQ(viaIf, vap);
-      EXPECT_EQ(Interface::GetVAPNameByIfName(vap, true, radioViaIf), 0);
-      EXPECT_EQ(radioViaIf, row.radio);
-    }
-  }
 }
 
 TEST(InterfaceLookup, NamesThatAreNoVapGetTheirOwnCodes) {
   orva::test::LogCapture capture;
   Band band = B(7);
   Vap type = V(7);
-  std::string out = "untouched";
   EXPECT_EQ(Interface::GetVAPBand("", band), -2);
   EXPECT_EQ(Interface::GetVAPType("", type), -2);
-  EXPECT_EQ(Interface::GetVAPBandName("", out), -2);
+  EXPECT_EQ(Got(Interface::GetVAPBandName, ""), "-2 untouched");
   for (const char* name : {"eth0", "wifi1", "WLAN0", "wlan0.4"}) {
     EXPECT_EQ(Interface::GetVAPBand(name, band), -5) << name;
     EXPECT_EQ(Interface::GetVAPType(name, type), -5) << name;
     EXPECT_EQ(Interface::GetVAPBandAndType(name, band, type), -5) << name;
   }
   for (const char* name : {"", "eth0", "wifi0", "wlan0.4"}) {
-    EXPECT_EQ(Interface::GetRadioNameByVAPName(name, out), -4) << name;
+    EXPECT_EQ(Got(Interface::GetRadioNameByVAPName, name), "-4 untouched") << name;
   }
   for (const char* name : {"", ".4", "eth0.4", "wlan0.", "wlan0.x", "wifi1", "wlan0.4.1"}) {
-    EXPECT_EQ(Interface::GetVAPNameByIfName(name, false, out), -4) << name;
+    EXPECT_EQ(Got(Interface::GetVAPNameByIfName, name, false), "-4 untouched") << name;
   }
   EXPECT_EQ(band, 7);
   EXPECT_EQ(type, 7);
-  EXPECT_EQ(out, "untouched");
 }
 
 // Checks a name table both ways: a value without a name gets -1, a name that reads back gets its value.
@@ -138,7 +132,6 @@ TEST(InterfaceBands, NamesBandsAndTypesBothWays) {
 }
 
 TEST(InterfaceLists, FollowTheBandListOrder) {
-  using Names = std::vector<std::string>;
   std::vector<Band> bands;
   EXPECT_EQ(Interface::GetBandList(bands), 0);
   EXPECT_EQ(bands, (std::vector<Band>{B(0), B(2), B(1)}));
@@ -164,18 +157,6 @@ TEST(InterfaceLists, FollowTheBandListOrder) {
   EXPECT_EQ(Interface::GetVAPNameList(B(4), false, names), -2);
   EXPECT_EQ(Interface::GetVAPNameList(V(6), false, names), -2);
   EXPECT_EQ(names, (Names{"untouched"}));
-}
-
-TEST(InterfaceLists, TheMapHoldsEveryKindOfEveryBand) {
-  Interface::VAPNameMap map;
-  ASSERT_EQ(Interface::GetVAPNameMap(false, map), 0);
-  ASSERT_EQ(map.size(), 3u);
-  for (const Row& row : kTable) {
-    ASSERT_EQ(map[B(row.band)].size(), 6u);
-    for (int kind = 0; kind < 6; ++kind) EXPECT_EQ(map[B(row.band)][V(kind)], row.byKind[kind]);
-  }
-  ASSERT_EQ(Interface::GetVAPNameMap(true, map), 0);
-  EXPECT_EQ(map[B(1)][Interface::VAP_TYPE_GUEST], "wifi0");
 }
 
 }  // namespace
