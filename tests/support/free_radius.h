@@ -1,9 +1,8 @@
 #pragma once
-// Private FreeRADIUS 3 servers for tests: Debian's /usr/sbin/freeradius with a configuration
-// directory made here (never /etc/freeradius), on loopback ports picked free, its log in the
-// directory. A home server answers PAP and EAP-PEAP/MSCHAPv2 from a users file; a proxy
-// directory holds everything but the files the library renders (clients.conf, proxy.conf, the
-// mesh's site). Tests call ORVA_REQUIRE_FREERADIUS() first.
+// Private FreeRADIUS 3 servers for tests: Debian's freeradius on loopback ports picked free,
+// with a configuration directory made here (never /etc/freeradius). A home server answers PAP
+// and EAP-PEAP/MSCHAPv2 from a users file; a proxy's directory lacks only the files the library
+// renders. Tests call ORVA_REQUIRE_FREERADIUS() first.
 #include <sys/types.h>
 
 #include <cstdint>
@@ -33,37 +32,30 @@ uint16_t FreeUdpPort();
 
 class FreeRadiusServer {
  public:
-  // Prepares a configuration directory `confDir` with logs and pid file under `runDir`
-  // (both created): radiusd.conf, the dictionary and the modules suffix, files, pap, mschap.
+  // Creates `confDir` with the modules every server needs, and `runDir` for its log and pid file.
   FreeRadiusServer(std::string confDir, std::string runDir);
   ~FreeRadiusServer();
   FreeRadiusServer(const FreeRadiusServer&) = delete;
   FreeRadiusServer& operator=(const FreeRadiusServer&) = delete;
 
-  // Makes this a home server: listens for authentication on `port`, admits 127.0.0.1 with
-  // `secret`, authenticates the users of `users` (FreeRADIUS users-file lines) by PAP and by
-  // EAP-PEAP/MSCHAPv2 with a fresh self-signed certificate.
+  // Listens on `port` for 127.0.0.1 with `secret` and authenticates `users` (users-file lines)
+  // by PAP and by EAP-PEAP/MSCHAPv2 with a fresh self-signed certificate.
   void MakeHomeServer(uint16_t port, const std::string& secret, const std::string& users);
-  // Makes this a proxy with local users; clients, home servers and listen sections come from
-  // the rendered files.
+  // A proxy with local users; clients, home servers and listeners come from the rendered files.
   void MakeProxy(const std::string& users);
 
-  void WriteConf(const std::string& relative, const std::string& content) const;
   const std::string& ConfDir() const { return confDir_; }
   std::string PidFile() const { return runDir_ + "/freeradius.pid"; }
-  std::string LogFile() const { return runDir_ + "/radius.log"; }
   std::string Log() const;
   // The command line of a daemonised run (what a job manager would run).
   std::vector<std::string> DaemonCommand() const;
 
   // Starts it through a launcher ("ip netns exec <name>"), which must exec the server.
   void RunThrough(std::vector<std::string> launcher) { launcher_ = std::move(launcher); }
-  // Runs it in the foreground as a child of the test; returns once it is ready to process
-  // requests. Throws std::runtime_error with the log when it does not start.
+  // Runs it as a child of the test until it is ready; throws with its log when it does not start.
   void Start();
   // Ends it (foreground child or daemon named by the pid file) and waits until it is gone.
   void Stop();
-  bool Running() const;
 
  private:
   std::string confDir_;
@@ -87,7 +79,9 @@ class RadiusTestClient {
                     const std::string& user, const std::string& password) const;
 
  private:
-  std::string WriteRequests(const std::string& user, const std::string& password, int count) const;
+  // Runs radclient with `argv` on `count` copies of the PAP request; its output.
+  std::string Radclient(uint16_t port, const std::string& secret, const std::string& user, const std::string& password,
+                        int count, std::vector<std::string> argv) const;
   std::string dir_;
 };
 

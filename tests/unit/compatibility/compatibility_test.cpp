@@ -2,6 +2,7 @@
 
 #include <regex>
 #include <string>
+#include <tuple>
 
 #include "orvamesh/compatibility/model_compatibility.h"
 #include "orvamesh/compatibility/version_compatibility.h"
@@ -22,30 +23,20 @@ const std::string M2 = "velanto_platb_hm2000";
 const std::string M3 = "velanto_platc_hr3000";
 const std::string M4 = "velanto_platd_hw4000";
 
-TEST(ModelCompatibility, EveryOrderedPairOfKnownModels) {
-  // Rows: first unique; columns: second unique M1..M4.
-  struct Row {
-    const std::string& first;
-    bool with[4];
-  } rows[] = {
-      {M1, {true, true, false, false}},
-      {M2, {false, true, false, false}},
-      {M3, {true, true, true, true}},
-      {M4, {true, true, false, true}},
+TEST(ModelCompatibility, EveryOrderedPairOfKnownAndUnknownModels) {
+  const std::string x = "velanto_future_x1";
+  // Row: the first unique; column: the second unique, in the order of `models`.
+  const std::string models[] = {M1, M2, M3, M4, x};
+  const bool compatible[][5] = {
+      {true, true, false, false, false}, {false, true, false, false, false}, {true, true, true, true, false},
+      {true, true, false, true, false},  {false, true, false, false, true},
   };
-  const std::string* seconds[] = {&M1, &M2, &M3, &M4};
-  for (const Row& row : rows) {
-    for (int i = 0; i < 4; ++i) {
-      EXPECT_EQ(ModelCompatibility::IsCompatible(row.first, *seconds[i]), row.with[i]) << row.first << " then "
-                                                                                       << *seconds[i];
+  for (int i = 0; i < 5; ++i) {
+    for (int j = 0; j < 5; ++j) {
+      EXPECT_EQ(ModelCompatibility::IsCompatible(models[i], models[j]), compatible[i][j]) << models[i] << " then "
+                                                                                          << models[j];
     }
   }
-}
-
-TEST(ModelCompatibility, UnknownModelsMeetOnlyThemselvesAndTheUniversalSecond) {
-  EXPECT_TRUE(ModelCompatibility::IsCompatible("velanto_future_x1", "velanto_future_x1"));
-  EXPECT_TRUE(ModelCompatibility::IsCompatible("velanto_future_x1", M2));
-  EXPECT_FALSE(ModelCompatibility::IsCompatible(M2, "velanto_future_x1"));
   EXPECT_FALSE(ModelCompatibility::IsCompatible(M3, "VELANTO_PLATB_HM2000"));
 }
 
@@ -61,14 +52,11 @@ TEST(ModelCompatibility, EmptyUniquesThrowWithTheirLocation) {
 }
 
 TEST(VersionCompatibility, TheFirstMustBeAtLeastTheSecond) {
-  struct Case {
-    uint32_t a;
-    uint32_t b;
-    bool compatible;
-  } cases[] = {{5, 5, true}, {6, 5, true}, {5, 6, false}, {0xffffffffu, 0, true}, {0, 0xffffffffu, false}};
-  for (const Case& c : cases) {
-    EXPECT_EQ(VersionCompatibility::IsCompatible(VersionInfo(c.a, "x"), VersionInfo(c.b)), c.compatible)
-        << c.a << " vs " << c.b;
+  // The first version, the second, and whether the first may join the second.
+  const std::tuple<uint32_t, uint32_t, bool> cases[] = {
+      {5, 5, true}, {6, 5, true}, {5, 6, false}, {0xffffffffu, 0, true}, {0, 0xffffffffu, false}};
+  for (const auto& [a, b, compatible] : cases) {
+    EXPECT_EQ(VersionCompatibility::IsCompatible(VersionInfo(a, "x"), VersionInfo(b)), compatible) << a << " vs " << b;
   }
 }
 
@@ -93,23 +81,21 @@ class WifiCompatibilityTest : public ::testing::Test {
 };
 
 TEST_F(WifiCompatibilityTest, ComparesTheRemoteCapabilityWithTheLocalCountry) {
+  EXPECT_FALSE(WifiCompatibility::IsRegionCompatibleWithLocal("*", M1)) << "no local region yet";
+  EXPECT_TRUE(capture_.Contains("Failed to open Wi-Fi region file"));
   SetLocalCountry("US");
-  struct Case {
-    const char* capability;
-    const std::string& unique;
-    bool compatible;
-  } cases[] = {
+  const std::tuple<const char*, std::string, bool> cases[] = {
       {"CA,US,PR", M3, true}, {"*", M4, true}, {"ca, us", M2, true}, {"DE,FR", M2, false}, {"USA", M1, false},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(WifiCompatibility::IsRegionCompatibleWithLocal(c.capability, c.unique), c.compatible) << c.capability;
+  for (const auto& [capability, unique, compatible] : cases) {
+    EXPECT_EQ(WifiCompatibility::IsRegionCompatibleWithLocal(capability, unique), compatible) << capability;
   }
   // A region change on the node applies to the next question.
   SetLocalCountry("ca");
   EXPECT_TRUE(WifiCompatibility::IsRegionCompatibleWithLocal("CA", M1));
 }
 
-TEST_F(WifiCompatibilityTest, AnUnknownRemoteModelIsNeverCompatible) {
+TEST_F(WifiCompatibilityTest, AnUnknownRemoteModelOrAnEmptyCapabilityIsLoggedAndRefused) {
   SetLocalCountry("US");
   for (const std::string unique : {"", "velanto_platz_hx9000", "VELANTO_IPQ806X_HR1000"}) {
     capture_.Clear();
@@ -117,17 +103,9 @@ TEST_F(WifiCompatibilityTest, AnUnknownRemoteModelIsNeverCompatible) {
     ExpectOneLine(LOG_ERR,
                   "Received unrecognized remote unique \\[" + unique + "\\], return false on Wifi compatibility");
   }
-}
-
-TEST_F(WifiCompatibilityTest, AnEmptyCapabilityIsLoggedAndRefused) {
-  SetLocalCountry("US");
+  capture_.Clear();
   EXPECT_FALSE(WifiCompatibility::IsRegionCompatibleWithLocal("", M3));
   ExpectOneLine(LOG_ERR, "Remote country code capability is empty for velanto_platc_hr3000, this should not happened");
-}
-
-TEST_F(WifiCompatibilityTest, WithoutALocalRegionNothingIsCompatible) {
-  EXPECT_FALSE(WifiCompatibility::IsRegionCompatibleWithLocal("*", M1));
-  EXPECT_TRUE(capture_.Contains("Failed to open Wi-Fi region file"));
 }
 
 }  // namespace

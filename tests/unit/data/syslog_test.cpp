@@ -1,14 +1,11 @@
 #include "orvamesh/data/syslog.h"
 
 #include <sys/file.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <filesystem>
-#include <functional>
 #include <thread>
 #include <tuple>
 
@@ -18,6 +15,7 @@
 #include "platform/file_seam.h"
 #include "support/fixture_root.h"
 #include "support/log_capture.h"
+#include "support/thrown_text.h"
 #include "support/wait_until.h"
 
 namespace {
@@ -31,14 +29,7 @@ using orva::test::LogCapture;
 constexpr char kConf[] = "etc/orvasyslog/mesh.conf";
 const std::string kKept = "# written by the mesh daemon\nkeep=\"me\"\n";
 
-std::string Thrown(const std::function<void()>& fn) {
-  try {
-    fn();
-  } catch (const std::runtime_error& e) {
-    return e.what();
-  }
-  return "";
-}
+constexpr auto Thrown = orva::test::ThrownText<std::runtime_error>;
 
 class SyslogTest : public ::testing::Test {
  protected:
@@ -75,7 +66,10 @@ TEST_F(SyslogTest, ServicesRunTheJobManagerAndOnlyAFailedStopIsForgiven) {
   }
 }
 
-TEST_F(SyslogTest, TheServerAddressIsStoredWithItsFamilyAndALinkLocalOneWithItsInterface) {
+TEST_F(SyslogTest, TheServerAddressIsStoredWithItsFamilyAndALinkLocalOneWithItsInterfaceButNeverEmpty) {
+  EXPECT_EQ(Thrown([] { Syslog::SaveServerIP(IPAddress(), "lo"); }), "Invalid IP address");
+  EXPECT_EQ(Conf(), kKept);
+  EXPECT_TRUE(log_.Contains("Invalid IP address"));
   // The address, its interface, and the address and family as stored.
   const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
       {"192.0.2.7", "", "192.0.2.7", "4"},
@@ -88,29 +82,10 @@ TEST_F(SyslogTest, TheServerAddressIsStoredWithItsFamilyAndALinkLocalOneWithItsI
   }
 }
 
-TEST_F(SyslogTest, AnEmptyAddressIsRefusedBeforeAnythingIsWritten) {
-  EXPECT_EQ(Thrown([] { Syslog::SaveServerIP(IPAddress(), "lo"); }), "Invalid IP address");
-  EXPECT_EQ(Conf(), kKept);
-  EXPECT_TRUE(log_.Contains("Invalid IP address"));
-}
-
-TEST_F(SyslogTest, SavingTheAddressWaitsForTheLockHeldByAnotherProcess) {
-  const std::string lockPath = root_.Join("tmp/lock/mesh_syslog.conf");
-  root_.WriteFile("tmp/lock/mesh_syslog.conf", "");
-  int ready[2], release[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  ASSERT_EQ(::pipe(release), 0);
-  pid_t child = ::fork();
-  ASSERT_NE(child, -1);
-  if (child == 0) {
-    orva::net::utils::FileLock held(lockPath);
-    char c = held.Lock() ? '1' : '0';
-    if (::write(ready[1], &c, 1) != 1 || ::read(release[0], &c, 1) < 0) _exit(2);
-    _exit(0);
-  }
-  char c = 0;
-  ASSERT_EQ(::read(ready[0], &c, 1), 1);
-  ASSERT_EQ(c, '1');
+TEST_F(SyslogTest, SavingTheAddressWaitsForTheLockHeldElsewhere) {
+  // flock(2) locks of two opens of the file exclude each other even within one process.
+  auto held = std::make_unique<orva::net::utils::FileLock>(root_.WriteFile("tmp/lock/mesh_syslog.conf", ""));
+  ASSERT_TRUE(held->Lock());
   std::atomic<bool> saved{false};
   std::thread saver([&] {
     Syslog::SaveServerIP(IPAddress("192.0.2.9"), "");
@@ -118,11 +93,9 @@ TEST_F(SyslogTest, SavingTheAddressWaitsForTheLockHeldByAnotherProcess) {
   });
   EXPECT_FALSE(orva::test::WaitUntil([&] { return saved.load(); }, std::chrono::milliseconds(200)));
   EXPECT_EQ(Conf().find("server_addr"), std::string::npos);
-  ASSERT_EQ(::write(release[1], "x", 1), 1);
+  held.reset();
   EXPECT_TRUE(orva::test::WaitUntil([&] { return saved.load(); }));
   saver.join();
-  ::waitpid(child, nullptr, 0);
-  for (int fd : {ready[0], ready[1], release[0], release[1]}) ::close(fd);
   EXPECT_NE(Conf().find("server_addr=\"192.0.2.9\"\n"), std::string::npos);
 }
 
@@ -140,12 +113,16 @@ TEST_F(SyslogTest, SavingSerialsReplacesTheOldListAndKeepsOtherLines) {
   EXPECT_EQ(Conf(), "keep=\"me\"\nserver_addr=\"192.0.2.1\"\n");
 }
 
-TEST_F(SyslogTest, AnUnreadableSerialListFailsTheClearAndTheSave) {
+TEST_F(SyslogTest, AnUnreadableSerialListOrAMissingSettingsDirectoryFailsTheWrite) {
   root_.WriteFile(kConf, "client_serials=\"" + std::string(1100, 'S') + "\"\n");
   EXPECT_EQ(Thrown([] { Syslog::ClearClientSerialsAndNames(); }), "Failed to get serials.");
   EXPECT_EQ(Thrown([] { Syslog::SaveClientSerialsAndNames({{"S1", "x"}}); }), "Failed to get serials.");
   EXPECT_EQ(Conf().find("S1="), std::string::npos);
   EXPECT_TRUE(log_.Contains("Failed to get serials."));
+  std::filesystem::remove_all(root_.Join("etc/orvasyslog"));
+  EXPECT_EQ(Thrown([] { Syslog::SaveServerIP(IPAddress("192.0.2.1"), ""); }), "Failed to save syslog server address.");
+  EXPECT_EQ(Thrown([] { Syslog::SaveClientSerialsAndNames({{"S1", "x"}}); }),
+            "Failed to save mapping of serial and node name.");
 }
 
 TEST_F(SyslogTest, SerialsAndNamesThatWouldCorruptTheFileAreRefusedWithTheFileUnchanged) {
@@ -177,13 +154,6 @@ TEST_F(SyslogTest, AListTooLongToReadBackIsRefusedAndTheNextSaveStillWorks) {
   Syslog::SaveClientSerialsAndNames(many);
   Syslog::SaveClientSerialsAndNames({{"S1", "Attic"}});
   EXPECT_EQ(Conf(), "S1=\"Attic\"\nclient_serials=\"S1\"\n");
-}
-
-TEST_F(SyslogTest, AMissingSettingsDirectoryFailsTheWrite) {
-  std::filesystem::remove_all(root_.Join("etc/orvasyslog"));
-  EXPECT_EQ(Thrown([] { Syslog::SaveServerIP(IPAddress("192.0.2.1"), ""); }), "Failed to save syslog server address.");
-  EXPECT_EQ(Thrown([] { Syslog::SaveClientSerialsAndNames({{"S1", "x"}}); }),
-            "Failed to save mapping of serial and node name.");
 }
 
 TEST(FileLockWrapper, ThrowsWhenTheLockCannotBeTakenAndLogsAFailedRelease) {

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstring>
+#include <tuple>
 
 #include "orvamesh/driver/ioctl_helper.h"
 #include "orvamesh/driver/hostap_helper.h"
@@ -42,19 +44,16 @@ class FakeClients : public ::testing::Test {
 };
 
 TEST_F(FakeClients, HostapdReadinessIsAnyReplyOnStandardOutputWithoutAConnectionFailure) {
-  struct Case {
-    const char* reply;
-    bool ready;
-  } cases[] = {
+  const std::pair<const char*, bool> cases[] = {
       {"wlan0\n", true},
       {"Selected interface 'wlan0'\n", true},
       {"", false},
       {"Failed to connect to hostapd - wpa_ctrl_open: No such file or directory\n", false},
       {"line\nCould not connect to interface wlan0 - re-trying\n", false},
   };
-  for (const Case& c : cases) {
-    root_.SetOutput(kHostapCli, c.reply);
-    EXPECT_EQ(HostapHelper("wlan0").IsHostapdReady(), c.ready) << c.reply;
+  for (const auto& [reply, ready] : cases) {
+    root_.SetOutput(kHostapCli, reply);
+    EXPECT_EQ(HostapHelper("wlan0").IsHostapdReady(), ready) << reply;
   }
   EXPECT_EQ(root_.Calls(kHostapCli)[0], (std::vector<std::string>{"-i", "wlan0", "interface"}));
   // What the client writes to standard error does not count.
@@ -101,23 +100,20 @@ TEST_F(FakeClients, WordsThatWpaCliWouldTakeAsItsOwnOptionsAreRefused) {
 }
 
 TEST_F(FakeClients, ReplyJudgingIsTheSameForBothClients) {
-  struct Case {
-    const char* reply;
-    int hostapd;
-    int wpa;
-  } cases[] = {
+  // The reply, then what hostapd's and wpa_supplicant's helpers make of it.
+  const std::tuple<const char*, int, int> cases[] = {
       {"OK\n", 0, 0},
       {"wlan0\nsome text FAIL more text\n", HostapHelper::kCommandFailed, WPAHelper::kCommandFailed},
       {"Failed to connect to hostapd\n", HostapHelper::kNotReady, 0},  // "Failed" is no "FAIL"
   };
-  for (const Case& c : cases) {
-    root_.SetOutput(kHostapCli, c.reply);
-    root_.SetOutput(kWpaCli, std::string("PONG\n") + c.reply);
+  for (const auto& [reply, hostapd, wpa] : cases) {
+    root_.SetOutput(kHostapCli, reply);
+    root_.SetOutput(kWpaCli, std::string("PONG\n") + reply);
     std::string result = "stale";
-    EXPECT_EQ(HostapHelper("wlan0").SendCommand("wps_cancel", {}, result, false), c.hostapd) << c.reply;
+    EXPECT_EQ(HostapHelper("wlan0").SendCommand("wps_cancel", {}, result, false), hostapd) << reply;
     result = "stale";
-    EXPECT_EQ(WPAHelper("sta0").SendCommand("wps_cancel", {}, result, false), c.wpa) << c.reply;
-    EXPECT_EQ(result, std::string("PONG\n") + c.reply);
+    EXPECT_EQ(WPAHelper("sta0").SendCommand("wps_cancel", {}, result, false), wpa) << reply;
+    EXPECT_EQ(result, std::string("PONG\n") + reply);
   }
   EXPECT_TRUE(log_.Contains("The executed command has failed"));
 }
@@ -156,19 +152,18 @@ TEST_F(FakeClients, TheLastWPSPeerComesFromThePeerAddressField) {
   EXPECT_TRUE(log_.Contains("Failed to get last wps status from hostapd, result=wlan0\nFAIL\n"));
 }
 
-TEST_F(FakeClients, AWpaSupplicantThatDoesNotAnswerPingIsNotReady) {
+TEST_F(FakeClients, ActionScriptsOfTheStationSideAreJobManagerRestartsOnceItAnswersPing) {
   WpaRunning("sta1");
   root_.SetOutput(kWpaCli, "FAIL\n");
-  WPAHelper helper("sta1");
-  EXPECT_FALSE(helper.IsWPASupplicantReady());
+  WPAHelper silent("sta1");
+  EXPECT_FALSE(silent.IsWPASupplicantReady());
   EXPECT_EQ(root_.Calls(kWpaCli).back(), (std::vector<std::string>{"-i", "sta1", "ping"}));
   std::string ssid;
-  EXPECT_EQ(helper.GetCurrentSSID(ssid), WPAHelper::kNotReady);
-  EXPECT_EQ(helper.StartActionScript("/bin/act"), WPAHelper::kNotReady);
+  EXPECT_EQ(silent.GetCurrentSSID(ssid), WPAHelper::kNotReady);
+  EXPECT_EQ(silent.StartActionScript("/bin/act"), WPAHelper::kNotReady);
   EXPECT_TRUE(root_.Calls("/sbin/start").empty());
-}
 
-TEST_F(FakeClients, ActionScriptsOfTheStationSideAreJobManagerRestarts) {
+  root_.SetOutput(kWpaCli, "PONG\n");
   WPAHelper helper("sta0");
   const std::vector<std::string> job = {"wpa_cli", "IFACE=sta0", "ACTION=/usr/orva/bin/wps action"};
   EXPECT_EQ(helper.StartActionScript("/usr/orva/bin/wps action"), 0);
@@ -230,29 +225,21 @@ struct FakeDriver {
 TEST(CurrentBSSID, NotAssociatedAnswersAndDriverRefusalsAreFailures) {
   LogCapture log;
   auto previous = Driver::IOCTLHelper::SetCall(&FakeDriver::Call);
-  struct Case {
-    unsigned char bytes[6];
-    int rc;
-    int expected;
-    const char* message;
-  } cases[] = {
-      {{0, 0, 0, 0, 0, 0}, 0, -1, "maybe not connected yet?"},
-      {{0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, 0, -1, "maybe not connected yet?"},
-      {{0x44, 0x44, 0x44, 0x44, 0x44, 0x44}, 0, -1, "maybe not connected yet?"},
-      {{0x16, 0x24, 0xe7, 1, 2, 3}, -1, -1, "Failed to get current connected BSSID"},
-      {{0x16, 0x24, 0xe7, 1, 2, 3}, 0, 0, nullptr},
+  // The driver's answer and status, then the line logged ("" for success).
+  const std::tuple<std::array<unsigned char, 6>, int, std::string> cases[] = {
+      {{0, 0, 0, 0, 0, 0}, 0, "maybe not connected yet?"},
+      {{0xff, 0xff, 0xff, 0xff, 0xff, 0xff}, 0, "maybe not connected yet?"},
+      {{0x44, 0x44, 0x44, 0x44, 0x44, 0x44}, 0, "maybe not connected yet?"},
+      {{0x16, 0x24, 0xe7, 1, 2, 3}, -1, "Failed to get current connected BSSID"},
+      {{0x16, 0x24, 0xe7, 1, 2, 3}, 0, ""},
   };
-  for (const Case& c : cases) {
-    std::memcpy(FakeDriver::answer, c.bytes, 6);
-    FakeDriver::rc = c.rc;
+  for (const auto& [bytes, rc, message] : cases) {
+    std::memcpy(FakeDriver::answer, bytes.data(), 6);
+    FakeDriver::rc = rc;
     log.Clear();
     Mac bssid;
-    EXPECT_EQ(WPAHelper("sta0").GetCurrentBSSID(bssid), c.expected);
-    if (c.message != nullptr) {
-      EXPECT_TRUE(log.Contains(c.message));
-    } else {
-      EXPECT_EQ(bssid.ToString(), "16:24:e7:01:02:03");
-    }
+    EXPECT_EQ(WPAHelper("sta0").GetCurrentBSSID(bssid), message.empty() ? 0 : -1) << message;
+    EXPECT_TRUE(message.empty() ? bssid.ToString() == "16:24:e7:01:02:03" : log.Contains(message)) << message;
   }
   Driver::IOCTLHelper::SetCall(previous);
   Mac bssid;

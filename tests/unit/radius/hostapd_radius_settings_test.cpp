@@ -71,9 +71,6 @@ class HostapdRadiusVaps : public ::testing::Test {
     }
     return out;
   }
-  void ExpectNoSecretLogged(const std::string& secret) const {
-    for (const std::string& line : log_.Texts()) EXPECT_EQ(line.find(secret), std::string::npos) << line;
-  }
 
   static constexpr char kConf[] =
       "interface=ath0\n# the mesh's enterprise VAP\nieee8021x=1\nauth_server_addr=10.9.9.9\n"
@@ -96,7 +93,7 @@ TEST_F(HostapdRadiusVaps, TheKeysReplaceThePrimaryServerThenHostapdRereadsAndThe
             "acct_server_shared_secret=s3cr\"et with spaces; $x #\n");
   EXPECT_EQ(gHangups, 1);
   EXPECT_EQ(Commands(), (Calls{{"-i", "ath0", "disable"}, {"-i", "ath0", "enable"}}));
-  ExpectNoSecretLogged("s3cr");
+  for (const std::string& line : log_.Texts()) EXPECT_EQ(line.find("s3cr"), std::string::npos) << line;
   // Accounting turned off takes the accounting server out again.
   const HostapdRadiusSettings noAccounting{"192.168.8.2", 1812, 0, "x"};
   EXPECT_EQ(noAccounting.ApplyTo(vap, conf_, pidFile_), 0);
@@ -134,7 +131,7 @@ TEST_F(HostapdRadiusVaps, EachFailureStopsBeforeTheNextStep) {
   EXPECT_EQ(orva::test::TempDir::ReadFile(conf_).find("ieee8021x=0"), std::string::npos);
   EXPECT_TRUE(log_.Contains("Failed to write [auth_server_shared_secret] for VAP [ath0] into [" + conf_ + "]"));
   EXPECT_TRUE(log_.Contains("Failed to disable VAP [ath0]"));
-  ExpectNoSecretLogged("hidden");
+  for (const std::string& line : log_.Texts()) EXPECT_EQ(line.find("hidden"), std::string::npos) << line;
 }
 
 }  // namespace

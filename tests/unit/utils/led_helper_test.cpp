@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -30,22 +31,18 @@ std::vector<std::string> Messages(const LogCapture& capture) {
   return out;
 }
 
-struct LocalCall {
-  std::string api;
-  int version;
-  std::string method;
-  Json::Value params;
-  std::string user;
-};
-
-// The node's web API replaced in-process: records each call and gives the scripted answer.
+// The node's web API replaced in-process: records each call as "user api version method params"
+// and gives the scripted answer.
 class LedHelperTest : public ::testing::Test {
  protected:
   void SetUp() override {
     previousBackend_ = ApiRunner::SetBackend([this](Json::Value& answer, const std::string& api, int version,
                                                     const std::string& method, const Json::Value& params,
                                                     const std::string& user) {
-      calls_.push_back({api, version, method, params, user});
+      Json::StreamWriterBuilder compact;
+      compact["indentation"] = "";
+      calls_.push_back(user + " " + api + " " + std::to_string(version) + " " + method + " " +
+                       Json::writeString(compact, params));
       if (throwing_) throw std::runtime_error("backend down");
       answer = answer_;
       return reachable_;
@@ -55,7 +52,7 @@ class LedHelperTest : public ::testing::Test {
 
   orva::test::FixtureRoot root_;
   ApiRunner::Backend previousBackend_;
-  std::vector<LocalCall> calls_;
+  std::vector<std::string> calls_;
   Json::Value answer_ = Parse(R"({"success": true})");
   bool reachable_ = true;
   bool throwing_ = false;
@@ -67,14 +64,15 @@ TEST_F(LedHelperTest, ExecWebAPIRunsAsAdminAndSortsAnswersByShape) {
     bool reachable;
     int rc;
     bool success;
-    std::string log;
+    std::vector<std::string> log;
   } cases[] = {
-      {R"({"success": true, "data": {}})", true, 0, true, ""},
+      {R"({"success": true, "data": {}})", true, 0, true, {}},
       {R"({"success": false, "error": {"code": 12}})", true, 0, false,
-       R"(Fail to execute [A.B][get][{"x":1}]: [12])"},
+       {R"(Fail to execute [A.B][get][{"x":1}]: [12])"}},
       {R"({"success": "yes"})", true, -1, false,
-       R"(Fail to get Webapi response api=[A.B] method=[get] version= [3] param=[{"x":1}], result:[{"success":"yes"}])"},
-      {R"({"success": true})", false, -1, false, ""},
+       {R"(Fail to get Webapi response api=[A.B] method=[get] version= [3] param=[{"x":1}], result:[{"success":"yes"}])"}},
+      {R"({"success": true})", false, -1, false,
+       {R"(Fail to get Webapi response api=[A.B] method=[get] version= [3] param=[{"x":1}], result:[{"success":true}])"}},
   };
   for (const auto& c : cases) {
     answer_ = Parse(c.answer);
@@ -85,36 +83,20 @@ TEST_F(LedHelperTest, ExecWebAPIRunsAsAdminAndSortsAnswersByShape) {
     EXPECT_EQ(ORVA::MESH::SDK::Utils::ExecWebAPI(answer, success, "A.B", 3, "get", Parse(R"({"x": 1})")), c.rc)
         << c.answer;
     EXPECT_EQ(success, c.success) << c.answer;
-    if (!c.log.empty()) {
-      EXPECT_EQ(Messages(capture), std::vector<std::string>{c.log});
-    }
+    EXPECT_EQ(Messages(capture), c.log) << c.answer;
   }
-  ASSERT_EQ(calls_.size(), std::size(cases));
-  EXPECT_EQ(calls_[0].user, "admin");
+  EXPECT_EQ(calls_, std::vector<std::string>(std::size(cases), R"(admin A.B 3 get {"x":1})"));
   throwing_ = true;
   Json::Value answer;
   bool success = true;
   EXPECT_EQ(ORVA::MESH::SDK::Utils::ExecWebAPI(answer, success, "A.B", 1, "get", Json::Value()), -1);
   EXPECT_FALSE(success);
-  EXPECT_EQ(calls_[0].version, 3);
 }
 
-TEST_F(LedHelperTest, ReadsModeAndScheduleFromTheLedApi) {
-  answer_ = Parse(R"({"success": true, "data": {"led_mode": "sleep", "schedule": "0101"}})");
-  LED_MODE mode = LED_MODE::NORMAL;
-  std::string schedule;
-  ASSERT_EQ(LedHelper::GetLedConfig(mode, schedule), 0);
-  EXPECT_EQ(mode, LED_MODE::SLEEP);
-  EXPECT_EQ(schedule, "0101");
-  ASSERT_EQ(calls_.size(), 1u);
-  EXPECT_EQ(calls_[0].api, "ORVA.Core.Hardware.Led");
-  EXPECT_EQ(calls_[0].method, "get");
-  EXPECT_EQ(calls_[0].version, 1);
-  EXPECT_EQ(calls_[0].params, Json::Value(Json::objectValue));
-}
-
-TEST_F(LedHelperTest, LeavesTheOutputsAloneWhenTheReadFails) {
+TEST_F(LedHelperTest, ReadsModeAndScheduleFromTheLedApiOrLeavesTheOutputsAlone) {
+  // The answer, then the last line logged: none at all when the read succeeds.
   const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"success": true, "data": {"led_mode": "sleep", "schedule": "0101"}})", ""},
       {R"({"success": false, "error": {"code": 3}})", "Fail to execute [ORVA.Core.Hardware.Led][get]"},
       {R"({"success": true, "data": {"led_mode": "sleep", "schedule": {}}})", "Ill-formed LED webapi response"},
       {R"({"success": true, "data": {"schedule": ""}})", "Ill-formed LED webapi response"},
@@ -127,18 +109,19 @@ TEST_F(LedHelperTest, LeavesTheOutputsAloneWhenTheReadFails) {
     LogCapture capture;
     LED_MODE mode = LED_MODE::SCHEDULE;
     std::string schedule = "kept";
-    EXPECT_EQ(LedHelper::GetLedConfig(mode, schedule), -1) << answer;
-    EXPECT_EQ(mode, LED_MODE::SCHEDULE);
-    EXPECT_EQ(schedule, "kept");
-    EXPECT_EQ(Messages(capture).back(), log) << answer;
+    EXPECT_EQ(LedHelper::GetLedConfig(mode, schedule), log.empty() ? 0 : -1) << answer;
+    EXPECT_EQ(mode, log.empty() ? LED_MODE::SLEEP : LED_MODE::SCHEDULE) << answer;
+    EXPECT_EQ(schedule, log.empty() ? "0101" : "kept") << answer;
+    const std::vector<std::string> messages = Messages(capture);
+    EXPECT_EQ(messages.empty() ? "" : messages.back(), log) << answer;
   }
+  EXPECT_EQ(calls_.front(), "admin ORVA.Core.Hardware.Led 1 get {}");
 }
 
 TEST_F(LedHelperTest, WritesTheModeAsTextAndRefusesModesWithoutOne) {
   ASSERT_EQ(LedHelper::SetLedConfig(LED_MODE::SCHEDULE, "sched"), 0);
-  ASSERT_EQ(calls_.size(), 1u);
-  EXPECT_EQ(calls_[0].method, "set");
-  EXPECT_EQ(calls_[0].params, Parse(R"({"led_mode": "schedule", "schedule": "sched"})"));
+  EXPECT_EQ(calls_,
+            std::vector<std::string>{R"(admin ORVA.Core.Hardware.Led 1 set {"led_mode":"schedule","schedule":"sched"})"});
   for (int value : {3, -1, 99}) {
     LogCapture capture;
     EXPECT_EQ(LedHelper::SetLedConfig(static_cast<LED_MODE>(value), ""), -1);
@@ -154,10 +137,8 @@ TEST_F(LedHelperTest, WritesTheModeAsTextAndRefusesModesWithoutOne) {
 TEST_F(LedHelperTest, SwitchesBlinkingThroughTheBlinkApi) {
   EXPECT_EQ(LedHelper::SetLedBlinking(true), 0);
   EXPECT_EQ(LedHelper::SetLedBlinking(false), 0);
-  ASSERT_EQ(calls_.size(), 2u);
-  EXPECT_EQ(calls_[0].api, "ORVA.Core.Hardware.Led.Blink");
-  EXPECT_EQ(calls_[0].method, "start");
-  EXPECT_EQ(calls_[1].method, "stop");
+  EXPECT_EQ(calls_, (std::vector<std::string>{"admin ORVA.Core.Hardware.Led.Blink 1 start {}",
+                                              "admin ORVA.Core.Hardware.Led.Blink 1 stop {}"}));
   reachable_ = false;
   LogCapture capture;
   EXPECT_EQ(LedHelper::SetLedBlinking(false), -1);
@@ -184,7 +165,7 @@ TEST_F(LedHelperTest, RunsTheLedToolWithExactArgumentsAndTrustsItsExitStatus) {
   EXPECT_TRUE(calls_.empty());
 }
 
-TEST_F(LedHelperTest, WritesTheBackhaulListWithATrailingNul) {
+TEST_F(LedHelperTest, WritesTheBackhaulListWithATrailingNulAndRefusesAFileThatIsAbsentOrNoFile) {
   const std::string file = root_.WriteFile("proc/orvabios/orva_mesh_backhaul_iface", "previous,longer,list");
   const std::pair<std::vector<std::string>, std::string> cases[] = {
       {{"eth0", "ath1"}, std::string("eth0,ath1\0", 10)}, {{}, std::string("\0", 1)},
@@ -193,11 +174,8 @@ TEST_F(LedHelperTest, WritesTheBackhaulListWithATrailingNul) {
     EXPECT_EQ(LedHelper::SetMeshBackhaulInterfaces(names), 0);
     EXPECT_EQ(TempDir::ReadFile(file), bytes);
   }
-}
-
-TEST_F(LedHelperTest, RefusesABackhaulFileThatIsAbsentOrCannotBeWritten) {
-  const std::string path = root_.Join("proc/orvabios/orva_mesh_backhaul_iface");
-  for (const std::string& log : {"File [" + path + "] doesn't exists", "Failed to open file [" + path + "]"}) {
+  std::filesystem::remove(file);
+  for (const std::string& log : {"File [" + file + "] doesn't exists", "Failed to open file [" + file + "]"}) {
     LogCapture capture;
     EXPECT_EQ(LedHelper::SetMeshBackhaulInterfaces({"eth0"}), -1);
     EXPECT_EQ(Messages(capture), std::vector<std::string>{log});
