@@ -7,7 +7,6 @@
 #include <netinet/in.h>
 #include <sys/types.h>
 
-#include <memory>
 #include <string>
 
 #include <gtest/gtest.h>

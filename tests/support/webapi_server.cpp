@@ -9,16 +9,9 @@
 #include <cstdio>
 #include <fstream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 
 namespace orva::test {
-
-namespace {
-
-std::atomic<int> gServers{0};
-
-}  // namespace
 
 TlsIdentity MakeCertificate(const TempDir& dir, const std::string& name,
                             const std::vector<std::string>& ips) {
@@ -33,22 +26,16 @@ TlsIdentity MakeCertificate(const TempDir& dir, const std::string& name,
 
 WebapiServer::WebapiServer(const TempDir& dir, const TlsIdentity& identity,
                            const Options& options) {
-  const std::string tag = "webapi-server-" + std::to_string(gServers++);
+  static std::atomic<int> servers{0};
+  const std::string tag = "webapi-server-" + std::to_string(servers++);
   log_ = dir.WriteFile(tag + ".log", "");
   script_ = dir.Join(tag + ".script.json");
   std::vector<std::string> argv;
   if (options.ns != nullptr) argv = {"ip", "netns", "exec", options.ns->Name()};
-  const std::vector<std::string> server = {"/usr/bin/python3",
-                                           std::string(ORVAMESH_SOURCE_DIR) + "/tests/support/webapi_server.py",
-                                           "--bind", options.bind, "--cert", identity.cert,
-                                           "--key", identity.key, "--log", log_, "--script",
-                                           script_, "--delay-ms", std::to_string(options.delayMs)};
-  argv.insert(argv.end(), server.begin(), server.end());
-  for (const auto& credential : options.credentials) {
-    argv.push_back("--cred");
-    argv.push_back(credential);
-  }
-
+  argv.insert(argv.end(), {"/usr/bin/python3", std::string(ORVAMESH_SOURCE_DIR) + "/tests/support/webapi_server.py",
+                           "--bind", options.bind, "--cert", identity.cert, "--key", identity.key, "--log", log_,
+                           "--script", script_, "--delay-ms", std::to_string(options.delayMs)});
+  for (const auto& credential : options.credentials) argv.insert(argv.end(), {"--cred", credential});
   server_ = std::make_unique<PortServer>(argv, "the web API server");
 }
 
@@ -59,13 +46,10 @@ int WebapiServer::Port() const { return server_->Port(); }
 std::vector<Json::Value> WebapiServer::Calls() const {
   std::vector<Json::Value> calls;
   std::ifstream in(log_);
-  std::string line;
-  Json::CharReaderBuilder builder;
-  std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  while (std::getline(in, line)) {
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  for (std::string line; std::getline(in, line);) {
     Json::Value call;
-    std::string errors;
-    if (reader->parse(line.data(), line.data() + line.size(), &call, &errors)) calls.push_back(call);
+    if (reader->parse(line.data(), line.data() + line.size(), &call, nullptr)) calls.push_back(call);
   }
   return calls;
 }

@@ -76,30 +76,24 @@ class SshKeysAgainstSshd : public ::testing::Test {
   std::string key_, line_;
 };
 
-TEST_F(SshKeysAgainstSshd, LogInWithTheKeyOnlyAfterItIsInstalledAndInstallItOnce) {
+TEST_F(SshKeysAgainstSshd, LogInWithTheKeyOnlyAfterItIsInstalledOnceBesideTheOtherKeys) {
   EXPECT_THROW(SSHWrapper(server_->Address(), SshdServer::kUser, Keys()), Exception::RuntimeException);
   auto admin = WithPassword();
+  // Another key whose line is not ended: ours must not be glued to it.
+  admin->Execute("mkdir -p ~/.ssh && printf 'ssh-ed25519 AAAAother other' > ~/.ssh/authorized_keys");
   ASSERT_EQ(Utils::InstallSshPublicKey(*admin, line_), 0);
   ASSERT_EQ(Utils::InstallSshPublicKey(*admin, line_), 0);
 
   SSHWrapper session(server_->Address(), SshdServer::kUser, Keys());
   EXPECT_EQ(session.Execute("id -un"), std::string(SshdServer::kUser) + "\n");
   const std::string file = server_->InHome(".ssh/authorized_keys");
-  EXPECT_EQ(TempDir::ReadFile(file), line_ + "\n") << "installed once";
+  EXPECT_EQ(TempDir::ReadFile(file), "ssh-ed25519 AAAAother other\n" + line_ + "\n");
   struct stat info {};
   ASSERT_EQ(::stat(file.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600u);
   EXPECT_EQ(info.st_uid, server_->Uid());
   ASSERT_EQ(::stat(server_->InHome(".ssh").c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0700u);
-}
-
-TEST_F(SshKeysAgainstSshd, KeepOtherKeysAndEndTheirLastLineBeforeAppending) {
-  auto admin = WithPassword();
-  admin->Execute("mkdir -p ~/.ssh && printf 'ssh-ed25519 AAAAother other' > ~/.ssh/authorized_keys");
-  ASSERT_EQ(Utils::InstallSshPublicKey(*admin, line_), 0);
-  EXPECT_EQ(TempDir::ReadFile(server_->InHome(".ssh/authorized_keys")),
-            "ssh-ed25519 AAAAother other\n" + line_ + "\n");
 }
 
 TEST_F(SshKeysAgainstSshd, RefuseKeyLinesThatCouldCarryACommandAndKeyFilesThatAreNotFiles) {

@@ -63,22 +63,17 @@ class UpdateServerTest : public ::testing::Test {
 
   std::string Base() const { return "https://[::1]:" + std::to_string(server_->Port()); }
 
-  // Publishes `feed`, signed unless told otherwise; by default one item offering the image to model m-1 as
-  // 5.3.0 build 75000.
-  std::string PublishFeed(std::string feed = "", bool sign = true) {
-    if (feed.empty()) {
-      feed = "<rss version=\"2.0\" xmlns:o=\"urn:orvamesh:update:1\"><channel><item><enclosure url=\"" +
-             Entry("plain").imageUrl + "\" length=\"" + std::to_string(kImageSize) + "\"/><o:model>m-1</o:model>"
-             "<o:osName>OrvaOS</o:osName><o:version>5.3.0</o:version><o:build>75000</o:build><o:update>0</o:update>"
-             "<o:sha256>" + sha256_ + "</o:sha256></item></channel></rss>";
-    }
+  // Publishes a signed feed with one item offering the image to model m-1 as 5.3.0 build 75000.
+  void PublishFeed() {
+    const std::string feed =
+        "<rss version=\"2.0\" xmlns:o=\"urn:orvamesh:update:1\"><channel><item><enclosure url=\"" +
+        Entry("plain").imageUrl + "\" length=\"" + std::to_string(kImageSize) + "\"/><o:model>m-1</o:model>"
+        "<o:osName>OrvaOS</o:osName><o:version>5.3.0</o:version><o:build>75000</o:build><o:update>0</o:update>"
+        "<o:sha256>" + sha256_ + "</o:sha256></item></channel></rss>";
     root_.WriteFile("feed.xml", feed);
-    if (sign) {
-      unsigned char sig[crypto_sign_BYTES];
-      crypto_sign_detached(sig, nullptr, reinterpret_cast<const unsigned char*>(feed.data()), feed.size(), sk_);
-      root_.WriteFile("feed.sig", Hex(sig, sizeof sig));
-    }
-    return feed;
+    unsigned char sig[crypto_sign_BYTES];
+    crypto_sign_detached(sig, nullptr, reinterpret_cast<const unsigned char*>(feed.data()), feed.size(), sk_);
+    root_.WriteFile("feed.sig", Hex(sig, sizeof sig));
   }
 
   FeedEntry Entry(const std::string& mode, const std::string& sha256 = "") const {
@@ -117,7 +112,7 @@ class UpdateServerTest : public ::testing::Test {
 };
 
 TEST_F(UpdateServerTest, FetchesTheSignedFeedForTheNodeAndRefusesAnUnsignedOne) {
-  const std::string feed = PublishFeed();
+  PublishFeed();
   const FeedSource source{Base(), Hex(pk_, sizeof pk_), identity_.cert, 10000};
   NodeIdentity node{"m-1", "SN 42&x", {"OrvaOS", "5.2.0", 74000, 1}};
   const auto entries = UpdateFeed::Fetch(source, node);
@@ -126,12 +121,10 @@ TEST_F(UpdateServerTest, FetchesTheSignedFeedForTheNodeAndRefusesAnUnsignedOne) 
   const std::string query = Requests().at(0)["path"].asString();
   EXPECT_NE(query.find("model=m-1&version=5.2.0&build=74000&update=1&serial=SN%2042%26x"), std::string::npos) << query;
 
+  // The refusals of a wrong signature are unit-tested; fetching adds the missing one.
   ::unlink(root_.Join("feed.sig").c_str());
   EXPECT_THROW(UpdateFeed::Fetch(source, node), FeedException);
-  PublishFeed(feed + " ", false);
-  root_.WriteFile("feed.sig", std::string(128, '0'));
-  EXPECT_THROW(UpdateFeed::Fetch(source, node), FeedException);
-  EXPECT_EQ(Requests().size(), 3u) << "nothing but the feed was fetched";
+  EXPECT_EQ(Requests().size(), 2u) << "nothing but the feed was fetched";
 }
 
 TEST_F(UpdateServerTest, DownloadsVerifiesAndRenamesTheImageIntoPlace) {
@@ -196,30 +189,23 @@ TEST_F(UpdateServerTest, RefusesAnImageTheDiskCannotHoldBeforeFetchingIt) {
   ::umount2(small.c_str(), MNT_DETACH);
 }
 
-int RunTool(const std::vector<std::string>& args, std::string& out) {
-  std::vector<std::string> argv = {std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade"};
-  argv.insert(argv.end(), args.begin(), args.end());
-  return orva::platform::RunProgramCapture(argv, out);
-}
-
 TEST_F(UpdateServerTest, TheToolChecksDownloadsAndSaysWhenNothingIsNewer) {
   PublishFeed();
-  // `command` for model m-1 running 5.2.0 `build`, then `more`.
-  auto run = [&](const std::string& command, const std::string& build, const std::vector<std::string>& more,
-                 std::string& out) {
-    std::vector<std::string> args = {command, "--server", Base(), "--key", Hex(pk_, sizeof pk_), "--ca", identity_.cert,
-                                     "--model", "m-1", "--serial", "SN1", "--version", "5.2.0", "--build", build};
-    args.insert(args.end(), more.begin(), more.end());
-    return RunTool(args, out);
-  };
   std::string out;
-  EXPECT_EQ(run("check", "74000", {"--json"}, out), 0);
+  // `command` for model m-1 running 5.2.0 `build`, then `more`.
+  auto run = [&](const std::string& command, const std::string& build, std::vector<std::string> more) {
+    more.insert(more.begin(), {std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade", command, "--server",
+                               Base(), "--key", Hex(pk_, sizeof pk_), "--ca", identity_.cert, "--model", "m-1",
+                               "--serial", "SN1", "--version", "5.2.0", "--build", build});
+    return orva::platform::RunProgramCapture(more, out);
+  };
+  EXPECT_EQ(run("check", "74000", {"--json"}), 0);
   EXPECT_NE(out.find("\"sha256\" : \"" + sha256_ + "\""), std::string::npos) << out;
-  EXPECT_EQ(run("check", "75000", {}, out), 3) << out;
-  EXPECT_EQ(run("download", "74000", {"--dir", downloads_}, out), 0) << out;
+  EXPECT_EQ(run("check", "75000", {}), 3) << out;
+  EXPECT_EQ(run("download", "74000", {"--dir", downloads_}), 0) << out;
   EXPECT_NE(out.find(downloads_ + "/" + sha256_ + ".img"), std::string::npos) << out;
   EXPECT_NE(out.find("download DOWNLOADING 100%"), std::string::npos) << out;
-  EXPECT_EQ(RunTool({"check", "--server"}, out), 2);
+  EXPECT_EQ(run("check", "74000", {"--server"}), 2) << out;
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <json/json.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,8 +12,6 @@
 #include "orvamesh/upgrade/image_downloader.h"
 #include "orvamesh/upgrade/mesh_upgrade_exception.h"
 #include "orvamesh/upgrade/remote_node_updater.h"
-#include <json/json.h>
-#include <signal.h>
 #include "platform/process_runner.h"
 #include "support/child.h"
 #include "support/netns.h"
@@ -105,14 +105,9 @@ TEST_F(RemoteNodeTest, SaysWhichStepFailed) {
 }
 
 TEST_F(RemoteNodeTest, ReportsANodeThatCannotBeReached) {
+  const sockaddr_in6 gone = node_->Address();
   node_.reset();
-  ORVA_REQUIRE_SSHD();
-  RemoteUpdateOptions options;
-  sockaddr_in6 nowhere{};
-  nowhere.sin6_family = AF_INET6;
-  nowhere.sin6_addr = in6addr_loopback;
-  nowhere.sin6_port = htons(1);
-  RemoteNodeUpdater updater({nowhere, SshdServer::kUser, SshdServer::kPassword}, options);
+  RemoteNodeUpdater updater({gone, SshdServer::kUser, SshdServer::kPassword}, RemoteUpdateOptions());
   EXPECT_THROW(updater.Runs(entry_), NodeUpdateException);
   EXPECT_THROW(updater.Update(image_, entry_, {}), NodeUpdateException);
 }
@@ -125,8 +120,7 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
   TempDir local;
   std::vector<std::unique_ptr<orva::test::NetNs>> namespaces;
   const orva::test::NetNs cap("upgcap");
-  std::string image(64 * 1024, 'i');
-  const std::string imagePath = local.WriteFile("a.img", image);
+  const std::string imagePath = local.WriteFile("a.img", std::string(64 * 1024, 'i'));
   const std::string sha = ImageDownloader::FileSha256(imagePath);
   // As a real writer, it finishes and reboots on its own once started, whatever happens to the
   // session that started it.
@@ -155,11 +149,10 @@ TEST(GroupUpdateTool, ResumesAfterBeingKilledWithoutWritingANodeTwice) {
     n["writer"] = node.InHome("writer");
     n["version_command"] = "cat \"$HOME/version\"";
   }
-  const std::string nodesFile = local.WriteFile("nodes.json", list.toStyledString());
-  const std::string state = local.Join("group.json");
   const std::vector<std::string> argv =
-      cap.Exec({std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade", "group", "--state", state, "--image",
-                imagePath, "--sha256", sha, "--target", "5.3.0", "--nodes", nodesFile, "--parallel", "1"});
+      cap.Exec({std::string(ORVAMESH_BINARY_DIR) + "/tools/orvamesh-upgrade", "group", "--state",
+                local.Join("group.json"), "--image", imagePath, "--sha256", sha, "--target", "5.3.0", "--nodes",
+                local.WriteFile("nodes.json", list.toStyledString()), "--parallel", "1"});
   ::setenv("ORVAMESH_SSH_PASSWORD", SshdServer::kPassword, 1);
   const pid_t first = orva::test::SpawnTied(argv);
   ASSERT_GT(first, 0);

@@ -25,7 +25,7 @@ TEST_F(WebapiLinkLocal, ReachesANodeByItsLinkLocalAddressThroughTheNamedInterfac
   orva::test::AddVeth(&self, "mesh0", &node, "eth0");
   const std::string address = node.LinkLocal("eth0");
   const auto identity = MakeCertificate(dir_, "linklocal", {address});
-  dir_.WriteFile("root/etc/orvamesh/webapi/ca.pem", TempDir::ReadFile(identity.cert));
+  dir_.WriteFile("etc/orvamesh/webapi/ca.pem", TempDir::ReadFile(identity.cert));
   WebapiServer::Options options = ServerOptions();
   options.ns = &node;
   options.bind = address + "%eth0";

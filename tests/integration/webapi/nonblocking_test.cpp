@@ -50,8 +50,7 @@ TEST_F(WebapiNonBlocking, CallsOnlyTheCallbacksThatExistOnAnotherThreadAfterTheC
   }  // The caller's requests and callbacks are gone before any answer arrives.
   ASSERT_TRUE(WaitUntil([&] { return capture.Contains("failed, invalid response / timeout / network error"); }));
   ASSERT_EQ(seen.Count(), 2u);
-  EXPECT_EQ(seen.answers[0], std::make_pair(size_t{0}, true));
-  EXPECT_EQ(seen.answers[1], std::make_pair(size_t{1}, false));
+  EXPECT_EQ(seen.answers, (std::vector<std::pair<size_t, bool>>{{0, true}, {1, false}}));
   EXPECT_NE(seen.threads[0], std::this_thread::get_id());
   EXPECT_TRUE(capture.Contains(" [::1][Test.Fail][1][get] failed: [8]"));
   EXPECT_EQ(server_->Calls().size(), 3u);

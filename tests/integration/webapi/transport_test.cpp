@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/json.h>
 
@@ -21,6 +22,7 @@ using ORVA::MESH::SDK::UploadDesc;
 using namespace ORVA::MESH::SDK::Webapi;
 using orva::test::LogCapture;
 using orva::test::WebapiEnv;
+using testing::Contains;
 
 // The text of every captured line without its "file:line " prefix.
 std::vector<std::string> Messages(const LogCapture& capture, int priority = LOG_ERR) {
@@ -29,10 +31,6 @@ std::vector<std::string> Messages(const LogCapture& capture, int priority = LOG_
     if (line.priority == priority) out.push_back(line.text.substr(line.text.find(' ') + 1));
   }
   return out;
-}
-
-bool Has(const std::vector<std::string>& lines, const std::string& text) {
-  return std::find(lines.begin(), lines.end(), text) != lines.end();
 }
 
 // One word per answer: "S" for success, "F<code>" for a failure the server reported, "I" for
@@ -54,15 +52,11 @@ TEST_F(WebapiTransport, ABatchGetsOneAnswerPerCallInOrder) {
                                             Call("Node.C")};
   ASSERT_EQ(SendWebAPIs(batch, answers, "lo"), 0);
   ASSERT_EQ(States(answers), "S S S");
-  for (size_t i = 0; i < batch.size(); ++i) {
-    EXPECT_EQ(answers[i].GetAPI(), batch[i].GetAPI());
-    std::string api;
-    ASSERT_TRUE(answers[i].GetStringField("api", api));
-    EXPECT_EQ(api, batch[i].GetAPI());
-  }
-  Json::Value params;
-  ASSERT_TRUE(answers[0].GetObjectField("params", params));
-  EXPECT_EQ(params["n"], 1);
+  // Each answer is filed under its call's name and is the server's echo of that very call.
+  std::string apis;
+  for (const Response& a : answers) apis += a.GetAPI() + "=" + a.GetBody()["data"]["api"].asString() + " ";
+  EXPECT_EQ(apis, "Node.A=Node.A Node.B=Node.B Node.C=Node.C ");
+  EXPECT_EQ(answers[0].GetBody()["data"]["params"]["n"], 1);
   const auto calls = server_->Calls();
   ASSERT_EQ(calls.size(), 3u);
   for (const auto& call : calls) EXPECT_EQ(call["user"], "admin");
@@ -78,10 +72,10 @@ TEST_F(WebapiTransport, ReportsEachFailedOrIllFormedAnswerAndStillFillsTheOthers
   EXPECT_EQ(SendWebAPIs(batch, answers, "lo"), -1);
   EXPECT_EQ(States(answers), "F42 S I I F503");
   const auto errors = Messages(capture);
-  EXPECT_TRUE(Has(errors, "[::1][Test.Fail][1][get] webapi request failed: [42]"));
-  EXPECT_TRUE(Has(errors, "Ill-formed webapi response from [::1][Test.IllFormed][1][get] : this is not json"));
-  EXPECT_TRUE(Has(errors, "Ill-formed webapi response from [::1][Test.Status][1][get] : oops"));
-  EXPECT_FALSE(Has(errors, "Fail to send webapi, webapiMgr error code: [0]"));
+  EXPECT_THAT(errors, Contains("[::1][Test.Fail][1][get] webapi request failed: [42]"));
+  EXPECT_THAT(errors, Contains("Ill-formed webapi response from [::1][Test.IllFormed][1][get] : this is not json"));
+  EXPECT_THAT(errors, Contains("Ill-formed webapi response from [::1][Test.Status][1][get] : oops"));
+  EXPECT_THAT(errors, testing::Not(Contains("Fail to send webapi, webapiMgr error code: [0]")));
   const auto debug = Messages(capture, LOG_DEBUG);
   ASSERT_EQ(debug.size(), 4u);
   EXPECT_EQ(debug[0].rfind("Detailed Request: [::1][" + std::to_string(server_->Port()) +
@@ -93,27 +87,28 @@ TEST_F(WebapiTransport, ReportsEachFailedOrIllFormedAnswerAndStillFillsTheOthers
 TEST_F(WebapiTransport, RetryResendsOnlyTheCallsThatFailedAndGivesUpAfterTheLastPass) {
   std::vector<Response> answers;
   const std::vector<RemoteRequest> batch = {
-      Call("Node.First"), Call("Test.FailTimes", Params(R"({"key": "second", "times": 2})")),
-      Call("Node.Third")};
+      Call("Node.First"), Call("Test.FailTimes", Params(R"({"key": "second", "times": 2})")), Call("Node.Third")};
   EXPECT_EQ(SendWebAPIsRetry(batch, answers, 2, "lo"), 0);
   EXPECT_EQ(States(answers), "S S S");
-  EXPECT_EQ(server_->CountCalls("Node.First"), 1u);
-  EXPECT_EQ(server_->CountCalls("Test.FailTimes"), 3u);
-  EXPECT_EQ(server_->CountCalls("Node.Third"), 1u);
+  EXPECT_EQ(Counts({"Node.First", "Test.FailTimes", "Node.Third"}), "1 3 1");
 
   // A call that keeps failing is given up after the last pass.
   EXPECT_EQ(SendWebAPIsRetry({Call("Node.Ok"), Call("Test.Fail")}, answers, 1, "lo"), -1);
-  EXPECT_EQ(server_->CountCalls("Test.Fail"), 2u);
-  EXPECT_EQ(server_->CountCalls("Node.Ok"), 1u);
   EXPECT_EQ(States(answers), "S F1");
+  EXPECT_EQ(Counts({"Node.Ok", "Test.Fail"}), "1 2");
 
   Response single;
   EXPECT_EQ(SendWebAPIRetry(Call("Test.Fail"), single, 0, "lo"), -1);
-  EXPECT_EQ(server_->CountCalls("Test.Fail"), 3u);
   EXPECT_EQ(States({single}), "F1");
   EXPECT_EQ(SendWebAPIRetry(Call("Test.FailTimes", Params(R"({"key": "s", "times": 1})")), single, 3, "lo"), 0);
-  EXPECT_EQ(server_->CountCalls("Test.FailTimes"), 5u) << "three for the batch, two for the single call";
   EXPECT_EQ(States({single}), "S");
+  EXPECT_EQ(Counts({"Test.Fail", "Test.FailTimes"}), "3 5") << "the single calls add one and two";
+
+  // The largest retry count sends nothing, yet the two forms disagree on whether that failed.
+  EXPECT_EQ(SendWebAPIRetry(Call("Node.Ok"), single, 4294967295u, "lo"), -1);
+  EXPECT_EQ(SendWebAPIsRetry({Call("Node.Ok"), Call("Node.Ok")}, answers, 4294967295u, "lo"), 0);
+  EXPECT_EQ(States(answers), "I I");
+  EXPECT_EQ(Counts({"Node.Ok"}), "1");
 }
 
 TEST_F(WebapiTransport, ACallReachesTheServerOncePerAttemptEvenOverADyingPooledConnection) {
@@ -127,15 +122,6 @@ TEST_F(WebapiTransport, ACallReachesTheServerOncePerAttemptEvenOverADyingPooledC
   EXPECT_FALSE(single.IsValid());
   EXPECT_EQ(SendWebAPIRetry(Call("Test.Drop"), single, 2, "lo"), -1);
   EXPECT_EQ(server_->CountCalls("Test.Drop"), 4u);
-}
-
-TEST_F(WebapiTransport, TheLargestRetryCountSendsNothingYetTheTwoFormsDisagree) {
-  Response single;
-  EXPECT_EQ(SendWebAPIRetry(Call("Node.Ok"), single, 4294967295u, "lo"), -1);
-  std::vector<Response> answers;
-  EXPECT_EQ(SendWebAPIsRetry({Call("Node.Ok"), Call("Node.Ok")}, answers, 4294967295u, "lo"), 0);
-  EXPECT_EQ(States(answers), "I I");
-  EXPECT_TRUE(server_->Calls().empty());
 }
 
 TEST_F(WebapiTransport, RefusesAnEmptyBatchOrInterfaceBeforeSendingAnything) {
@@ -167,7 +153,7 @@ TEST_F(WebapiTransport, WarnsWhenSendingWithoutInitialisation) {
   LogCapture capture;
   Response answer;
   EXPECT_EQ(SendWebAPI(Call("Node.Ok"), answer, "lo"), 0);
-  EXPECT_TRUE(Has(Messages(capture), "Warning: curl not initialized, refer to OrvaCredInit() function"));
+  EXPECT_THAT(Messages(capture), Contains("Warning: curl not initialized, refer to OrvaCredInit() function"));
   EXPECT_EQ(OrvaCredInit(false), 0);
   EXPECT_EQ(OrvaCredInit(true), 0);
 }
@@ -179,12 +165,8 @@ TEST_F(WebapiTransport, UploadsTravelAsFormPartsBesideTheCallAndARefusedOneAbort
   Response answer;
   LogCapture capture;
   ASSERT_EQ(SendWebAPI(upload, answer, "lo"), 0) << ::testing::PrintToString(capture.Texts());
-  Json::Value uploads;
-  ASSERT_TRUE(answer.GetObjectField("uploads", uploads));
-  EXPECT_EQ(uploads["file"]["text"], "firmware-bytes");
-  Json::Value params;
-  ASSERT_TRUE(answer.GetObjectField("params", params));
-  EXPECT_EQ(params["node"], 3);
+  EXPECT_EQ(answer.GetBody()["data"]["uploads"]["file"]["text"], "firmware-bytes");
+  EXPECT_EQ(answer.GetBody()["data"]["params"]["node"], 3);
   EXPECT_EQ(server_->Calls().size(), 1u);
 
   // A refused upload aborts the whole batch.
@@ -193,8 +175,8 @@ TEST_F(WebapiTransport, UploadsTravelAsFormPartsBesideTheCallAndARefusedOneAbort
   std::vector<Response> answers;
   EXPECT_EQ(SendWebAPIs({Call("Node.Ok"), missing, Call("Node.Ok")}, answers, "lo"), -1);
   EXPECT_EQ(answers.size(), 3u);
-  EXPECT_TRUE(Has(Messages(capture), "Fail to set upload file [file][" + dir_.Join("missing.bin") +
-                                         "] for [[::1][Upgrade.Patch][1][upload]]"));
+  EXPECT_THAT(Messages(capture), Contains("Fail to set upload file [file][" + dir_.Join("missing.bin") +
+                                          "] for [[::1][Upgrade.Patch][1][upload]]"));
   EXPECT_EQ(server_->Calls().size(), 1u);
 }
 
@@ -206,11 +188,11 @@ TEST_F(WebapiTransport, ARefusedLoginIsAFailedAnswerAndAnUnknownSessionIsNotSent
                         answers, "lo"),
             -1);
   EXPECT_EQ(States(answers), "F401 I S");
-  EXPECT_TRUE(Has(Messages(capture), "Fail to add [[::1][Node.Ok][1][get]] to webapiMgr: [1002]"));
+  EXPECT_THAT(Messages(capture), Contains("Fail to add [[::1][Node.Ok][1][get]] to webapiMgr: [1002]"));
   EXPECT_EQ(server_->CountCalls("Node.Ok"), 2u);
 }
 
-TEST_F(WebapiTransport, LateAndMissingAnswersTimeOutWithoutHoldingUpTheOthers) {
+TEST_F(WebapiTransport, LateMissingAndUnreachableAnswersFailWithoutHoldingUpTheOthers) {
   LogCapture capture;
   std::vector<Response> answers;
   const auto start = std::chrono::steady_clock::now();
@@ -220,19 +202,16 @@ TEST_F(WebapiTransport, LateAndMissingAnswersTimeOutWithoutHoldingUpTheOthers) {
             -1);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(3900));
   EXPECT_EQ(States(answers), "I I S");
-  const auto errors = Messages(capture);
-  EXPECT_TRUE(Has(errors, "Fail to send webapi, webapiMgr error code: [28]"));
-  EXPECT_TRUE(Has(errors, "Ill-formed webapi response from [::1][Test.Never][1][get] : "));
-}
+  EXPECT_THAT(Messages(capture),
+              testing::IsSupersetOf({"Fail to send webapi, webapiMgr error code: [28]",
+                                     "Ill-formed webapi response from [::1][Test.Never][1][get] : "}));
 
-TEST_F(WebapiTransport, AServerThatIsDownGivesInvalidAnswers) {
   const RemoteRequest down = Call("Node.Ok", Json::Value(), "mesh", 2);
   server_.reset();  // Nobody listens on its port any more.
-  LogCapture capture;
   Response answer;
   EXPECT_EQ(SendWebAPI(down, answer, "lo"), -1);
   EXPECT_FALSE(answer.IsValid());
-  EXPECT_TRUE(Has(Messages(capture), "Fail to send webapi, webapiMgr error code: [7]"));
+  EXPECT_THAT(Messages(capture), Contains("Fail to send webapi, webapiMgr error code: [7]"));
 }
 
 TEST_F(WebapiTransport, ABatchCallTravelsAsOneEntryRequest) {

@@ -9,11 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "orvamesh/platform/system_root.h"
 #include "orvamesh/utils/remote_request.h"
 #include "orvamesh/utils/remote_webapi.h"
+#include "support/fixture_root.h"
 #include "support/json_text.h"
-#include "support/temp_dir.h"
 #include "support/webapi_server.h"
 
 namespace orva::test {
@@ -21,16 +20,13 @@ namespace orva::test {
 class WebapiEnv : public ::testing::Test {
  protected:
   void SetUp() override {
-    previousRoot_ = orva::platform::SystemRoot::Get();
     identity_ = MakeCertificate(dir_, "node", {"::1"});
-    root_ = dir_.Join("root");
-    dir_.WriteFile("root/etc/orvamesh/webapi/ca.pem", TempDir::ReadFile(identity_.cert));
-    dir_.WriteFile("root/etc/orvamesh/webapi/credentials.json",
+    dir_.WriteFile("etc/orvamesh/webapi/ca.pem", TempDir::ReadFile(identity_.cert));
+    dir_.WriteFile("etc/orvamesh/webapi/credentials.json",
                    R"({"mesh": {"user": "admin", "password": "s3cret"},
                        "admin": {"user": "admin", "password": "s3cret"},
                        "stale": {"user": "admin", "password": "old"}})",
                    0600);
-    orva::platform::SystemRoot::Set(root_);
     server_ = std::make_unique<WebapiServer>(dir_, identity_, ServerOptions());
     WriteSettings("");
     ASSERT_EQ(ORVA::MESH::SDK::Webapi::OrvaCredInit(true), 0);
@@ -39,7 +35,6 @@ class WebapiEnv : public ::testing::Test {
   void TearDown() override {
     ORVA::MESH::SDK::Webapi::OrvaCredCleanUp();
     server_.reset();
-    orva::platform::SystemRoot::Set(previousRoot_);
   }
 
   virtual WebapiServer::Options ServerOptions() const {
@@ -50,7 +45,7 @@ class WebapiEnv : public ::testing::Test {
 
   // The settings file: the default trust plus `extra` lines.
   void WriteSettings(const std::string& extra) {
-    dir_.WriteFile("root/etc/orvamesh/webapi.conf",
+    dir_.WriteFile("etc/orvamesh/webapi.conf",
                    "# written by the test\nca_file=/etc/orvamesh/webapi/ca.pem\nlocal_port=" +
                        std::to_string(server_->Port()) + "\n" + extra);
   }
@@ -64,9 +59,15 @@ class WebapiEnv : public ::testing::Test {
 
   static Json::Value Params(const std::string& text) { return orva::test::ParseJson(text); }
 
-  TempDir dir_;
-  std::string root_;
-  std::string previousRoot_;
+  // How many calls of each api reached the server, space-separated.
+  std::string Counts(const std::vector<std::string>& apis) const {
+    std::string out;
+    for (const auto& api : apis) out += (out.empty() ? "" : " ") + std::to_string(server_->CountCalls(api));
+    return out;
+  }
+
+  // The node's system root, which also holds the certificates and the servers' files.
+  FixtureRoot dir_;
   TlsIdentity identity_;
   std::unique_ptr<WebapiServer> server_;
 };

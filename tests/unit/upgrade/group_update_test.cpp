@@ -103,34 +103,33 @@ TEST(GroupUpdate, StopsStartingNodesAtTheFirstFailureAndSaysWhereEachStands) {
 
 TEST(GroupUpdate, ResumesFromItsFileWithoutWritingANodeTwice) {
   orva::test::TempDir dir;
-  const std::string file = dir.Join("group.json");
-  dir.WriteFile("group.json",
-                "{\"target_sha256\": \"" + std::string(64, 'c') +
-                    "\", \"nodes\": {\"b\": {\"state\": \"UPDATED\"}, \"c\": {\"state\": \"UPDATING\"}}}");
+  // A file left by an earlier run towards Target() with these nodes' states.
+  const auto leftBehind = [&](const std::string& nodes) {
+    return dir.WriteFile("group.json",
+                         "{\"target_sha256\": \"" + std::string(64, 'c') + "\", \"nodes\": {" + nodes + "}}");
+  };
   Journal journal;
+  const std::string file = leftBehind(R"("b": {"state": "UPDATED"}, "c": {"state": "UPDATING"})");
   const GroupReport report = GroupUpdate(file, 2).Run(Tree(journal, "", "c"), "/image", Target());
   EXPECT_TRUE(report.Complete());
   EXPECT_EQ(Position(journal.started, "b"), journal.started.size()) << "b was done before the restart";
   EXPECT_EQ(Position(journal.started, "c"), journal.started.size()) << "c already runs the target";
   EXPECT_EQ(journal.started.size(), 3u);
 
+  // An interrupted node that did not come back with the target is reported instead of written again.
+  Journal interrupted;
+  const GroupReport failed = GroupUpdate(leftBehind(R"("c": {"state": "UPDATING"})"), 1)
+                                 .Run(Tree(interrupted), "/image", Target());
+  EXPECT_EQ(failed.With(S::FAILED), std::vector<std::string>{"c"});
+  EXPECT_NE(failed.errors.at("c").find("interrupted"), std::string::npos);
+  EXPECT_EQ(Position(interrupted.started, "c"), interrupted.started.size());
+  EXPECT_EQ(failed.nodes.at("cap"), S::PENDING);
+
   Journal other;
   FeedEntry newer = Target();
   newer.sha256 = std::string(64, 'd');
   GroupUpdate(file, 2).Run(Tree(other), "/image", newer);
   EXPECT_EQ(other.started.size(), 5u) << "a file about another image is not resumed";
-}
-
-TEST(GroupUpdate, ReportsAnInterruptedNodeThatDidNotComeBackInsteadOfWritingItAgain) {
-  orva::test::TempDir dir;
-  const std::string file = dir.WriteFile(
-      "group.json", "{\"target_sha256\": \"" + std::string(64, 'c') + "\", \"nodes\": {\"c\": {\"state\": \"UPDATING\"}}}");
-  Journal journal;
-  const GroupReport report = GroupUpdate(file, 1).Run(Tree(journal), "/image", Target());
-  EXPECT_EQ(report.With(S::FAILED), std::vector<std::string>{"c"});
-  EXPECT_NE(report.errors.at("c").find("interrupted"), std::string::npos);
-  EXPECT_EQ(Position(journal.started, "c"), journal.started.size());
-  EXPECT_EQ(report.nodes.at("cap"), S::PENDING);
 }
 
 TEST(GroupUpdate, RefusesAGroupUpdateFileItCannotRead) {

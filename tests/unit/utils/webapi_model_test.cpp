@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 #include <json/json.h>
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "orvamesh/utils/compound_request.h"
 #include "orvamesh/utils/compound_response.h"
-#include "orvamesh/utils/remote_request.h"
 #include "orvamesh/utils/request.h"
 #include "orvamesh/utils/response.h"
 #include "support/json_text.h"
@@ -17,7 +15,6 @@ namespace {
 
 using ORVA::MESH::SDK::CompoundRequest;
 using ORVA::MESH::SDK::CompoundResponse;
-using ORVA::MESH::SDK::RemoteRequest;
 using ORVA::MESH::SDK::Request;
 using ORVA::MESH::SDK::Response;
 using ORVA::MESH::SDK::UploadDesc;
@@ -40,25 +37,15 @@ TEST(Request, WritesItselfForLogsAndBatches) {
   EXPECT_EQ(upload.ToDebugString(), "[A][1][m][null][uploadFiles:1]");
 }
 
-TEST(RemoteRequest, PrefixesTheNodeToTheCallsTexts) {
-  const RemoteRequest remote("fe80::1", 4443, "mesh", CompoundRequest({}, false), 5);
-  EXPECT_EQ(remote.ToString(), "[fe80::1][ORVA.Entry.Request][1][request]");
-  EXPECT_EQ(remote.ToDebugString().rfind("[fe80::1][4443][mesh][ORVA.Entry.Request][1][request][", 0), 0u);
-  EXPECT_EQ(remote.GetConnectionTimeout(), 5);
-}
-
 TEST(Response, JudgesTheShapeOfTheAnswer) {
-  const struct {
-    std::string body;
-    bool valid, success;
-    int errorCode;
-  } cases[] = {
+  const struct { std::string body; bool valid, success; int errorCode; } cases[] = {
       {R"({"success": true, "data": {"a": 1}})", true, true, 0},
       {R"({"success": true})", true, true, 0},
       {R"({"success": true, "data": []})", false, true, 0},
       {R"({"success": false, "error": {"code": 105}})", true, false, 105},
       {R"({"success": false, "error": {"code": "105"}})", false, false, 0},
-      {R"({"success": false, "error": {"code": 4294967296}})", false, false, 0},
+      {R"({"success": false, "error": {"code": -2147483648}})", true, false, -2147483647 - 1},
+      {R"({"success": false, "error": {"code": 2147483648}})", false, false, 0},
       {R"({"success": false, "error": 105})", false, false, 0},
       {R"({"success": false})", false, false, 0},
       {R"({"success": 1, "data": {}})", false, false, 0},
@@ -73,9 +60,6 @@ TEST(Response, JudgesTheShapeOfTheAnswer) {
     EXPECT_EQ(response.IsValid(), c.valid) << c.body;
     EXPECT_EQ(response.IsSuccess(), c.success) << c.body;
     EXPECT_EQ(response.GetErrorCode(), c.errorCode) << c.body;
-    EXPECT_EQ(response.GetAPI(), "A");
-    EXPECT_EQ(response.GetVersion(), 7);
-    EXPECT_EQ(response.GetMethod(), "m");
   }
 }
 
@@ -96,35 +80,34 @@ TEST(Response, AnAnswerNestedTooDeepIsAFailedAnswerNotAnException) {
 TEST(Response, TypedGettersNeedASuccessfulAnswerAndTheRightType) {
   const Response ok(Parse(R"({"success": true, "data": {"i": 7, "big": 3000000000, "r": 1.5,
       "b": true, "s": "txt", "o": {"k": 1}, "a": [1]}})"), "A", 1, "m");
-  // Which members each getter accepts; a refused one leaves the output alone.
-  const std::vector<std::pair<std::string, std::string>> accepted = {
-      {"int", "i"}, {"double", "i"}, {"double", "r"}, {"double", "big"}, {"bool", "b"},
-      {"string", "s"}, {"object", "o"}, {"array", "a"}};
-  const std::vector<std::string> members = {"i", "big", "r", "b", "s", "o", "a", "missing"};
-  for (const std::string kind : {"int", "double", "bool", "string", "object", "array"}) {
-    for (const auto& name : members) {
-      Json::Value out = "untouched";
-      int i = -1;
-      double d = -1;
-      bool b = false;
-      std::string text = "untouched";
-      bool got = false;
-      if (kind == "int") got = ok.GetIntField(name, i), out = got ? Json::Value(i) : out;
-      if (kind == "double") got = ok.GetDoubleField(name, d), out = got ? Json::Value(d) : out;
-      if (kind == "bool") got = ok.GetBoolField(name, b), out = got ? Json::Value(b) : out;
-      if (kind == "string") got = ok.GetStringField(name, text), out = got ? Json::Value(text) : out;
-      if (kind == "object") got = ok.GetObjectField(name, out);
-      if (kind == "array") got = ok.GetArrayField(name, out);
-      const bool expected = std::count(accepted.begin(), accepted.end(), std::make_pair(kind, name)) > 0;
-      EXPECT_EQ(got, expected) << kind << " " << name;
-      if (expected) {
-        const Json::Value& given = ok.GetBody()["data"][name];
-        EXPECT_TRUE(out == given || (out.isDouble() && out.asDouble() == given.asDouble()))
-            << kind << " " << name;
-      } else {
-        EXPECT_TRUE(out == "untouched" && i == -1 && d == -1 && text == "untouched") << kind << " " << name;
-      }
+  // What a getter gives for a member as compact JSON: "-" when it refuses and leaves its output alone.
+  const auto get = [&ok](const std::string& kind, const std::string& name) {
+    int i = -1;
+    double d = -1;
+    bool b = false, got = false;
+    std::string text = "-";
+    Json::Value out = "-";
+    if (kind == "int") got = ok.GetIntField(name, i), out = got ? Json::Value(i) : out;
+    if (kind == "double") got = ok.GetDoubleField(name, d), out = got ? Json::Value(d) : out;
+    if (kind == "bool") got = ok.GetBoolField(name, b), out = got ? Json::Value(b) : out;
+    if (kind == "string") got = ok.GetStringField(name, text), out = got ? Json::Value(text) : out;
+    if (kind == "object") got = ok.GetObjectField(name, out);
+    if (kind == "array") got = ok.GetArrayField(name, out);
+    if (!got) return std::string(out == "-" && i == -1 && d == -1 && text == "-" ? "-" : "changed");
+    Json::StreamWriterBuilder compact;
+    compact["indentation"] = "";
+    return Json::writeString(compact, out);
+  };
+  const std::pair<std::string, std::string> cases[] = {  // the members i big r b s o a missing
+      {"int", "7 - - - - - - -"},           {"double", "7.0 3000000000.0 1.5 - - - - -"},
+      {"bool", "- - - true - - - -"},       {"string", "- - - - \"txt\" - - -"},
+      {"object", "- - - - - {\"k\":1} - -"}, {"array", "- - - - - - [1] -"}};
+  for (const auto& [kind, expected] : cases) {
+    std::string row;
+    for (const char* name : {"i", "big", "r", "b", "s", "o", "a", "missing"}) {
+      row += (row.empty() ? "" : " ") + get(kind, name);
     }
+    EXPECT_EQ(row, expected) << kind;
   }
   for (const char* body : {R"({"success": true})", R"({"success": false, "error": {"code": 1}, "data": {"i": 1}})",
                            R"({"success": true, "data": [1]})"}) {
@@ -135,15 +118,6 @@ TEST(Response, TypedGettersNeedASuccessfulAnswerAndTheRightType) {
     int i = 0;
     EXPECT_FALSE(answer.GetIntField("i", i)) << body;
   }
-}
-
-TEST(Response, MemberChecksToleratesNonObjects) {
-  for (const Json::Value& value : {Json::Value(), Json::Value(3), Parse("[1,2]")}) {
-    EXPECT_FALSE(Response::CheckIntMember(value, "x"));
-    EXPECT_FALSE(Response::CheckObjectMember(value, "x"));
-  }
-  EXPECT_TRUE(Response::CheckIntMember(Parse(R"({"x": -2147483648})"), "x"));
-  EXPECT_FALSE(Response::CheckIntMember(Parse(R"({"x": 2147483648})"), "x"));
 }
 
 TEST(CompoundRequest, PacksTheCallsAndLeavesOutThoseWithUploads) {
@@ -174,18 +148,14 @@ TEST(CompoundResponse, UnpacksEveryPerCallAnswer) {
   EXPECT_TRUE(batch.IsValid());
   EXPECT_TRUE(batch.IsSuccess());
   EXPECT_TRUE(batch.HasFail());
-  ASSERT_EQ(batch.GetResponses().size(), 2u);
-  const Response& first = batch.GetResponses()[0];
-  EXPECT_EQ(first.GetAPI(), "A.One");
-  int v = 0;
-  EXPECT_TRUE(first.GetIntField("v", v));
-  EXPECT_EQ(v, 1);
-  const Response& second = batch.GetResponses()[1];
-  EXPECT_TRUE(second.IsValid());
-  EXPECT_FALSE(second.IsSuccess());
-  EXPECT_EQ(second.GetErrorCode(), 9);
-  EXPECT_EQ(second.GetVersion(), 3);
-  EXPECT_EQ(second.GetMethod(), "set");
+  std::vector<std::string> answers;  // "api method version" and S, F<code> or I (not valid), then its v
+  for (const Response& a : batch.GetResponses()) {
+    int v = 0;
+    answers.push_back(a.GetAPI() + " " + a.GetMethod() + " " + std::to_string(a.GetVersion()) +
+                      (!a.IsValid() ? " I" : a.IsSuccess() ? " S" : " F" + std::to_string(a.GetErrorCode())) +
+                      (a.GetIntField("v", v) ? " v=" + std::to_string(v) : ""));
+  }
+  EXPECT_EQ(answers, (std::vector<std::string>{"A.One get 2 S v=1", "A.Two set 3 F9"}));
 
   const CompoundResponse copied{Response(std::string(kTwoAnswers), "ORVA.Entry.Request", 1, "request")};
   EXPECT_TRUE(copied.IsValid());
