@@ -1,8 +1,7 @@
 #pragma once
-// Starts a helper program for a test so that it dies with the test: the child gets SIGKILL
-// when the thread that started it ends (PR_SET_PDEATHSIG), so a test killed by a sanitizer or
-// a time-out never leaves a daemon holding the runner's pipes. Start children from the test's
-// main thread, not from a short-lived one (NetNs::RunIn), or they die with it.
+// Helper programs that die with the thread that started them (PR_SET_PDEATHSIG), so a test killed
+// by a sanitizer or a time-out leaves no daemon holding the runner's pipes. Start them from the
+// test's main thread, not from a short-lived one (NetNs::RunIn).
 #include <sys/types.h>
 
 #include <string>

@@ -1,10 +1,7 @@
 #pragma once
-// A fixture system root: a TempDir that the library's SystemRoot points at for the object's
-// lifetime (the previous root comes back on destruction), with small recording programs for
-// the outside programs that cannot run here (job manager, hyctl, ...). A recorder appends its
-// argument vector (without argv[0]) to "<program>.calls" beside it, prints "<program>.out" when
-// that file exists and exits with the number in "<program>.status" (0 when absent), so a test
-// can change a fake's answer between calls.
+// A TempDir that the library's SystemRoot points at while the object lives, with recorders
+// standing in for outside programs that cannot run here (job manager, hyctl, ...). A recorder
+// keeps its calls beside it, so a test can change a fake's answer between calls.
 #include <string>
 #include <vector>
 
@@ -19,7 +16,7 @@ class FixtureRoot : public TempDir {
 
   // Installs a recorder at the absolute system path `program` ("/sbin/start").
   void InstallRecorder(const std::string& program);
-  // What the recorder prints and how it exits from now on.
+  // What the recorder prints and how it exits (0 unless set) from now on.
   void SetOutput(const std::string& program, const std::string& output);
   void SetStatus(const std::string& program, int status);
   // Calls whose space-joined arguments contain `text` exit 1; an empty text ends that.

@@ -21,7 +21,6 @@ class LogCapture {
 
   std::vector<LogLine> Lines() const;
   std::vector<std::string> Texts() const;
-  // Lines whose text contains `needle`.
   std::vector<LogLine> Matching(const std::string& needle) const;
   bool Contains(const std::string& needle) const { return !Matching(needle).empty(); }
   void Clear();

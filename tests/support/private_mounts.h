@@ -1,9 +1,7 @@
 #pragma once
-// A private mount namespace for a whole test program, with fresh, empty /run (and /var/run)
-// mounts, so daemons started by the tests keep their control sockets and pid files in the
-// default places without touching the machine's own. Call EnterPrivateRun from a static
-// initializer of the test program, before any thread exists; tests then skip with the reason
-// when it could not be done (not root, no mount namespaces).
+// A private mount namespace for a whole test program with an empty /run (and /var/run), so
+// daemons keep their sockets and pid files in the default places without touching the machine's.
+// Enter it from a static initializer, before any thread exists; tests skip when it cannot be done.
 #include <string>
 
 namespace orva::test {

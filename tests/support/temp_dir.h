@@ -1,6 +1,5 @@
 #pragma once
 // A fresh directory under $TMPDIR (or /tmp), removed with everything in it on destruction.
-// Also the usual base for a fixture system root.
 #include <string>
 
 namespace orva::test {
@@ -13,7 +12,6 @@ class TempDir {
   TempDir& operator=(const TempDir&) = delete;
 
   const std::string& Path() const { return path_; }
-  // Path of `relative` inside the directory.
   std::string Join(const std::string& relative) const;
   // Writes a file (creating parent directories) and returns its path.
   std::string WriteFile(const std::string& relative, const std::string& content, int mode = 0644) const;

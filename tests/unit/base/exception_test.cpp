@@ -17,7 +17,6 @@ using orva::test::ThrownText;
 template <typename Base, typename... Thrown>
 constexpr bool kCaughtAs = (std::is_convertible_v<const Thrown*, const Base*> && ...);
 namespace E = Exception;
-static_assert(kCaughtAs<std::exception, E::RuntimeException, E::LogicException>);
 static_assert(kCaughtAs<std::runtime_error, E::RuntimeException>);
 static_assert(kCaughtAs<std::logic_error, E::LogicException>);
 static_assert(kCaughtAs<E::LogicException, E::InvalidArgumentException, E::InvalidEnumException>);
@@ -39,10 +38,7 @@ TEST(ThrowMacro, WhatReadsModuleFunctionAndLineOfTheThrowSiteThenTheMessage) {
 TEST(SourcePath, KeepsTheModulePathWithoutExtension) {
   const std::pair<const char*, const char*> cases[] = {
       {"utils/mutex.cpp", "utils/mutex"},
-      {"/usr/include/orvamesh/serialization/serializer.h", "serialization/serializer"},
-      {"../include/orvamesh/scan_wired/msgpack_serializer.h", "scan_wired/msgpack_serializer"},
       {"/home/dev/src/liborvamesh/src/dbus/gdbus_client.cpp", "dbus/gdbus_client"},
-      {"/opt/include/orvamesh/mac.h", "mac"},
       {"mac.cpp", "mac"},
       {"platform/dir.v2/file", "platform/dir.v2/file"},
   };

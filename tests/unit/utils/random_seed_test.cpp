@@ -14,12 +14,6 @@ namespace {
 namespace Utils = ORVA::MESH::SDK::Utils;
 using ORVA::MESH::SDK::Seam::ScopedRandomOverride;
 
-class GenRandomSeed : public ::testing::Test {
- protected:
-  ScopedRandomOverride random_;
-  orva::test::FixtureRoot root_;
-};
-
 // What rand() yields first after srand(seed); draw the value under test before calling this.
 int FirstRandAfterSeed(unsigned int seed) {
   std::srand(seed);
@@ -32,9 +26,11 @@ ssize_t GetrandomFails(void*, size_t, unsigned int) {
   return -1;
 }
 
-TEST_F(GenRandomSeed, SeedsFromTheKernelWithoutBlockingElseFromTheRandomDeviceBelowTheRoot) {
+TEST(GenRandomSeed, SeedsFromTheKernelWithoutBlockingElseFromTheRandomDeviceBelowTheRoot) {
+  ScopedRandomOverride seam;
+  orva::test::FixtureRoot root;
   static unsigned int flagsSeen;
-  random_->getrandom = [](void* buffer, size_t size, unsigned int flags) -> ssize_t {
+  seam->getrandom = [](void* buffer, size_t size, unsigned int flags) -> ssize_t {
     flagsSeen = flags;
     std::memset(buffer, 0x5a, size);
     return static_cast<ssize_t>(size);
@@ -44,8 +40,8 @@ TEST_F(GenRandomSeed, SeedsFromTheKernelWithoutBlockingElseFromTheRandomDeviceBe
   EXPECT_EQ(drawn, FirstRandAfterSeed(0x5a5a5a5au));
   EXPECT_TRUE(flagsSeen & GRND_NONBLOCK);
 
-  random_->getrandom = GetrandomFails<EAGAIN>;
-  root_.WriteFile("dev/urandom", std::string("\x01\x02\x03\x04", 4));
+  seam->getrandom = GetrandomFails<EAGAIN>;
+  root.WriteFile("dev/urandom", std::string("\x01\x02\x03\x04", 4));
   ASSERT_EQ(Utils::GenRandomSeed(), 0);
   drawn = std::rand();
   unsigned int fromDevice;
@@ -53,14 +49,16 @@ TEST_F(GenRandomSeed, SeedsFromTheKernelWithoutBlockingElseFromTheRandomDeviceBe
   EXPECT_EQ(drawn, FirstRandAfterSeed(fromDevice));
 }
 
-TEST_F(GenRandomSeed, FailsWithOneLineWhenNoSourceAnswers) {
-  random_->getrandom = GetrandomFails<ENOSYS>;
+TEST(GenRandomSeed, FailsWithOneLineWhenNoSourceAnswers) {
+  ScopedRandomOverride seam;
+  orva::test::FixtureRoot root;
+  seam->getrandom = GetrandomFails<ENOSYS>;
   orva::test::LogCapture capture;
   EXPECT_EQ(Utils::GenRandomSeed(), -1);
   ASSERT_EQ(capture.Lines().size(), 1u);
-  EXPECT_NE(capture.Lines()[0].text.find("Failed to open " + root_.Path() + "/dev/urandom"), std::string::npos);
+  EXPECT_NE(capture.Lines()[0].text.find("Failed to open " + root.Path() + "/dev/urandom"), std::string::npos);
   // A device that runs dry is no better than none.
-  root_.WriteFile("dev/urandom", "ab");
+  root.WriteFile("dev/urandom", "ab");
   EXPECT_EQ(Utils::GenRandomSeed(), -1);
   EXPECT_TRUE(capture.Contains("Failed to read 4 random bytes"));
 }
