@@ -35,9 +35,7 @@ void WriteText(const std::string& path, const std::string& content) {
 
 std::string ReadText(const std::string& path) {
   std::ifstream in(path);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 std::string RadiusdConf(const std::string& confDir, const std::string& runDir, bool proxy) {
@@ -172,7 +170,6 @@ uint16_t FreeUdpPort() {
 
 FreeRadiusServer::FreeRadiusServer(std::string confDir, std::string runDir)
     : confDir_(std::move(confDir)), runDir_(std::move(runDir)) {
-  std::filesystem::create_directories(confDir_ + "/sites-enabled");
   std::filesystem::create_directories(runDir_);
   WriteText(confDir_ + "/dictionary", "");
   WriteText(confDir_ + "/mods-enabled/common", kCommonModules);

