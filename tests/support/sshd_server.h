@@ -43,7 +43,6 @@ class SshdServer {
   SshdServer& operator=(const SshdServer&) = delete;
 
   uint16_t Port() const { return port_; }
-  // The test account's home directory (visible to the test as a plain directory).
   const std::string& Home() const { return home_; }
   std::string InHome(const std::string& relative) const { return home_ + "/" + relative; }
   uid_t Uid() const { return uid_; }
@@ -51,10 +50,9 @@ class SshdServer {
   const std::string& Fingerprint() const { return fingerprint_; }
   // A private key authorised for kUser, for OpenSSH's own clients.
   std::string ClientKey() const { return dir_.Join("client_key"); }
-  // What sshd has logged so far.
   std::string Log() const;
 
-  // An IPv6 socket address for `address` (a literal) on this server's port.
+  // `address` must be an IPv6 literal.
   sockaddr_in6 Address(const std::string& address = "::1", uint32_t scopeId = 0) const;
 
  private:

@@ -3,7 +3,6 @@
 #include "support/port_server.h"
 
 #include <json/json.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>

@@ -1,13 +1,10 @@
 // SSHWrapper against a real OpenSSH server started for the tests (support/sshd_server.h):
-// commands, copies both ways, log-in failures, host-key pinning and a peer whose packets vanish.
+// commands, copies both ways, log-in failures and host-key pinning.
 // Link-local addressing is exercised by the group update tool (integration/upgrade).
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -17,7 +14,6 @@
 
 #include "orvamesh/base/exception.h"
 #include "orvamesh/utils/ssh_wrapper.h"
-#include "support/netns.h"
 #include "support/sshd_server.h"
 #include "support/temp_dir.h"
 #include "support/thrown_text.h"
@@ -27,7 +23,6 @@ namespace {
 
 using namespace ORVA::MESH::SDK;
 using Exception::RuntimeException;
-using orva::test::NetNs;
 using orva::test::SshdServer;
 using orva::test::TempDir;
 using testing::ContainsRegex;
@@ -46,9 +41,7 @@ std::string RandomBytes(size_t size, unsigned seed) {
 }
 
 mode_t ModeOf(const std::string& path) {
-  struct stat info {};
-  EXPECT_EQ(::stat(path.c_str(), &info), 0) << path;
-  return info.st_mode & 0777;
+  return static_cast<mode_t>(std::filesystem::status(path).permissions());
 }
 
 // One server for the whole suite: starting sshd costs key generation and a password hash.
@@ -78,15 +71,10 @@ TEST_F(SshSession, ExecuteReturnsWhatTheCommandWroteToStandardOutput) {
   };
   const struct { std::string command, expected; } cases[] = {
       {"printf hello", "hello"},
-      {"true", ""},
-      {pyWrite(8191), std::string(8191, 'x')},
       {pyWrite(8192), std::string(8192, 'x')},  // a full chunk, ended by the following empty read
-      {pyWrite(3 * 8192 + 100), std::string(3 * 8192 + 100, 'x')},
       {pyWrite(200000), std::string(200000, 'x')},  // several packets
       {"echo partial; exit 3", "partial\n"},   // a failing command yields what it printed
       {"echo only-on-stderr >&2", ""},
-      {"no-such-command-here", ""},
-      {"id -un", std::string(SshdServer::kUser) + "\n"},
       // Standard error beyond the channel's window must not stall the command.
       {"head -c 1000000 /dev/zero >&2; echo done", "done\n"},
       {"head -c 3000000 /dev/zero >&2; echo done", "done\n"},
@@ -99,8 +87,7 @@ TEST_F(SshSession, ExecuteReturnsWhatTheCommandWroteToStandardOutput) {
 TEST_F(SshSession, FilesCopyBothWaysByteForByteWithTheirModes) {
   auto ssh = Connect();
   const struct { size_t size; mode_t mode, fetchedMode; } cases[] = {  // fetched: the remote mode & 0644
-      {0, 0644, 0644},      {1, 0600, 0600},          {1023, 0640, 0640}, {1024, 0755, 0644},
-      {1025, 0444, 0444},   {8192, 0604, 0604},       {3 * 1024 * 1024 + 17, 0700, 0600},
+      {0, 0644, 0644}, {1024, 0755, 0644}, {1025, 0444, 0444}, {3 * 1024 * 1024 + 17, 0700, 0600},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE("size " + std::to_string(c.size) + " mode " + std::to_string(c.mode));
@@ -129,14 +116,15 @@ TEST_F(SshSession, CopyFailuresNameTheirCauseAndLeaveLocalFilesAlone) {
   const struct { const char* name; std::function<void()> copy; std::string expected; } cases[] = {
       {"missing local file", [&] { ssh->CopyFileToRemote("/nonexistent/orva-file", server_->InHome("x")); },
        ":CopyFileToRemote:[0-9]+: Failed to open file: /nonexistent/orva-file$"},
-      {"local directory", [&] { ssh->CopyFileToRemote(local_.Path(), server_->InHome("x")); },
-       ":CopyFileToRemote:[0-9]+: Failed to open file: "},
       {"remote directory missing", [&] { ssh->CopyFileToRemote(kept, server_->InHome("no/such/dir/x")); },
        ":CopyFileToRemote:[0-9]+: Failed to initialize scp channel\\. Error: .+"},
-      {"local directory missing", [&] { ssh->CopyFileFromRemote(server_->InHome("x"), "/nonexistent/orva-file"); },
-       ":CopyFileFromRemote:[0-9]+: Failed to open file: /nonexistent/orva-file$"},
       {"remote file missing", [&] { ssh->CopyFileFromRemote(server_->InHome("no-such-file"), kept); },
        ":CopyFileFromRemote:[0-9]+: Failed to initialize ssh channel\\. Error: .+"},
+      {"write failure", [&] {
+         Seam::ScopedSshOverride seam;
+         seam->channel_write = [](LIBSSH2_CHANNEL*, const char*, size_t) -> ssize_t { return LIBSSH2_ERROR_SOCKET_SEND; };
+         ssh->CopyFileToRemote(kept, server_->InHome("write-fails"));
+       }, ":CopyFileToRemote:[0-9]+: Failed to error code: -7$"},
   };
   for (const auto& c : cases) EXPECT_THAT(ErrorOf(c.copy), ContainsRegex("^utils/ssh_wrapper" + c.expected)) << c.name;
   EXPECT_EQ(TempDir::ReadFile(kept), "previous content");
@@ -160,12 +148,9 @@ TEST_F(SshSession, ARemoteFileShorterThanAnnouncedIsAnErrorNotAShortFile) {
 TEST_F(SshSession, LogInFailuresAreReportedWithLibssh2sCodeAndNoConnectionLeavesADescriptor) {
   Connect();  // the first connection sets up what libssh2 keeps for the whole process
   const size_t before = OpenDescriptors();
-  for (const auto& [user, password] :
-       {std::pair{SshdServer::kUser, "wrong-password"}, std::pair{"no-such-user-here", SshdServer::kPassword}}) {
-    EXPECT_THAT(ErrorOf([&] { Connect(user, password); }),
-                ContainsRegex("^utils/ssh_wrapper:ConnectSession:[0-9]+: Failed to authenticate, error code: " +
-                              std::to_string(LIBSSH2_ERROR_AUTHENTICATION_FAILED) + "$"));
-  }
+  EXPECT_THAT(ErrorOf([&] { Connect(SshdServer::kUser, "wrong-password"); }),
+              ContainsRegex("^utils/ssh_wrapper:ConnectSession:[0-9]+: Failed to authenticate, error code: " +
+                            std::to_string(LIBSSH2_ERROR_AUTHENTICATION_FAILED) + "$"));
   for (int i = 0; i < 100; ++i) Connect();
   EXPECT_EQ(OpenDescriptors(), before);
 }
@@ -190,64 +175,6 @@ TEST_F(SshSession, APinnedHostKeyMustMatchBeforeThePasswordIsSent) {
                                                "], got: [" + right.ToString() + "].")));
   // The server closes its side after we leave; by then it must have seen no password.
   EXPECT_EQ(passwordLines(), seen);
-}
-
-TEST_F(SshSession, ChannelAndWriteFailuresAfterLogInAreReported) {
-  auto ssh = Connect();
-  const std::string local = local_.WriteFile("write-fails", std::string(5000, 'w'));
-  {
-    Seam::ScopedSshOverride seam;
-    // The server refuses a channel of a type it does not know.
-    seam->channel_open = [](LIBSSH2_SESSION* session) {
-      return ::libssh2_channel_open_ex(session, "orva-bogus", 10, 2097152, 32768, nullptr, 0);
-    };
-    EXPECT_THAT(ErrorOf([&] { ssh->Execute("true"); }),
-                ContainsRegex(":Execute:[0-9]+: Failed to initialize ssh channel\\. Error: .+"));
-  }
-  {
-    Seam::ScopedSshOverride seam;
-    // ...and a subsystem it does not have.
-    seam->channel_exec = [](LIBSSH2_CHANNEL* channel, const char*, unsigned int) {
-      return ::libssh2_channel_process_startup(channel, "subsystem", 9, "orva-bogus", 10);
-    };
-    EXPECT_THAT(ErrorOf([&] { ssh->Execute("echo hi"); }),
-                ContainsRegex(":Execute:[0-9]+: Failed to execute command: \\[echo hi\\]"));
-  }
-  {
-    Seam::ScopedSshOverride seam;
-    seam->channel_write = [](LIBSSH2_CHANNEL*, const char*, size_t) -> ssize_t { return LIBSSH2_ERROR_SOCKET_SEND; };
-    EXPECT_THAT(ErrorOf([&] { ssh->CopyFileToRemote(local, server_->InHome("write-fails")); }),
-                ContainsRegex(":CopyFileToRemote:[0-9]+: Failed to error code: -7$"));
-  }
-  EXPECT_EQ(ssh->Execute("printf recovered"), "recovered");
-}
-
-// The node receives the client's SYNs but its answers go into a blackhole route: the
-// connection neither completes nor is refused, and the wait gives up after five seconds.
-TEST(SshUnreachable, APeerThatNeverAnswersFailsAfterFiveSeconds) {
-  ORVA_REQUIRE_NETNS();
-  NetNs client("sshc");
-  NetNs node("sshn");
-  orva::test::AddVeth(&client, "c0", &node, "n0");
-  client.MustExec({"ip", "-6", "addr", "add", "fd00:6d::1/64", "dev", "c0", "nodad"});
-  node.MustExec({"ip", "-6", "addr", "add", "fd00:6d::2/64", "dev", "n0", "nodad"});
-  node.MustExec({"ip", "-6", "route", "add", "blackhole", "fd00:6d::1/128"});
-  sockaddr_in6 nowhere{};
-  nowhere.sin6_family = AF_INET6;
-  nowhere.sin6_port = htons(22);
-  ASSERT_EQ(::inet_pton(AF_INET6, "fd00:6d::2", &nowhere.sin6_addr), 1);
-
-  std::string what;
-  std::chrono::duration<double> elapsed{};
-  client.RunIn([&] {
-    const auto start = std::chrono::steady_clock::now();
-    what = ErrorOf([&] { SSHWrapper ssh(nowhere, "user", "secret"); });
-    elapsed = std::chrono::steady_clock::now() - start;
-  });
-  EXPECT_THAT(what, ContainsRegex("^utils/ssh_wrapper:CreateSocket:[0-9]+: Failed to connect ip: \\[fd00:6d::2\\], "
-                                  "port: \\[22\\], interface id: \\[0\\], select return: 0$"));
-  EXPECT_GE(elapsed.count(), 4.9);
-  EXPECT_LT(elapsed.count(), 7.0);
 }
 
 }  // namespace

@@ -10,13 +10,11 @@
 #include <atomic>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <thread>
 
 #include "orvamesh/base/exception.h"
 #include "orvamesh/utils/ssh_wrapper.h"
-#include "support/log_capture.h"
 #include "support/thrown_text.h"
 #include "utils/posix_seam.h"
 #include "utils/ssh_seam.h"
@@ -62,6 +60,7 @@ struct Listener {
 };
 
 std::atomic<int> socketCalls{0};
+std::atomic<int> pollTimeout{0};
 
 TEST(SSHWrapperValidation, AnEmptyUserOrPasswordFailsBeforeAnySocketIsMade) {
   Seam::ScopedPosixOverride posix;
@@ -77,19 +76,10 @@ TEST(SSHWrapperValidation, AnEmptyUserOrPasswordFailsBeforeAnySocketIsMade) {
   EXPECT_EQ(socketCalls, 0);
 }
 
-TEST(SSHWrapperValidation, AnAddressThatIsNotIPv6TextIsRefused) {
+TEST(SSHWrapperValidation, AnAddressThatIsNotIPv6IsRefused) {
   sockaddr_in6 wrongFamily = Loopback(22);
   wrongFamily.sin6_family = AF_INET;
   EXPECT_NE(ConstructError(wrongFamily).find(": ipv6 address is invalid."), std::string::npos);
-
-  Seam::ScopedSshOverride ssh;
-  ssh->inet_ntop = [](int, const void*, char*, socklen_t) -> const char* {
-    errno = ENOSPC;
-    return nullptr;
-  };
-  orva::test::LogCapture log;
-  EXPECT_NE(ConstructError(Loopback(22)).find(": ipv6 address is invalid."), std::string::npos);
-  EXPECT_TRUE(log.Contains("inet_ntop with errno [28]"));
 }
 
 // Failures of calls on the way to a TCP connection, each forced through the seams; every one
@@ -106,15 +96,10 @@ TEST(SSHWrapperConnect, EachFailingStepThrowsItsMessageAndReleasesEverything) {
        "InitInternal:[0-9]+: Failed to init ssh, error code: -5$"},
       {"socket", [](Seam::SshCalls&, Seam::PosixCalls& p) { p.socket = [](int, int, int) { return -1; }; },
        "CreateSocket:[0-9]+: Failed to create socket\\.$"},
-      {"fcntl", [](Seam::SshCalls& s, Seam::PosixCalls&) { s.fcntl = [](int, int, int) { return -1; }; },
-       "CreateSocket:[0-9]+: Failed to call fcntl to set connect nonblock\\.$"},
-      {"poll", [](Seam::SshCalls& s, Seam::PosixCalls&) {
-         s.poll = [](pollfd*, nfds_t, int) { errno = EBADF; return -1; }; },
+      {"poll", [](Seam::SshCalls& s, Seam::PosixCalls&) {  // a peer that never answers
+         s.poll = [](pollfd*, nfds_t, int timeout) { pollTimeout = timeout; return 0; }; },
        "CreateSocket:[0-9]+: Failed to connect ip: \\[::1\\], port: \\[" + port +
-           "\\], interface id: \\[0\\], select return: -1$"},
-      {"getsockopt", [](Seam::SshCalls& s, Seam::PosixCalls&) {
-         s.getsockopt = [](int, int, int, void*, socklen_t*) { return -1; }; },
-       "CreateSocket:[0-9]+: Failed to call getsockopt to get socket's options$"},
+           "\\], interface id: \\[0\\], select return: 0$"},
       {"session", [](Seam::SshCalls& s, Seam::PosixCalls&) {
          s.session_init = []() -> LIBSSH2_SESSION* { return nullptr; }; },
        "InitSession:[0-9]+: Failed to initialize ssh session\\.$"},
@@ -127,34 +112,24 @@ TEST(SSHWrapperConnect, EachFailingStepThrowsItsMessageAndReleasesEverything) {
     EXPECT_THAT(ConstructError(listener.address), ContainsRegex("^utils/ssh_wrapper:" + c.expected)) << c.name;
     EXPECT_EQ(OpenDescriptors(), before) << c.name;
   }
-}
-
-TEST(SSHWrapperConnect, APortWhereNothingListensIsRefusedWithTheSocketError) {
-  auto listener = std::make_unique<Listener>();
-  const sockaddr_in6 closed = listener->address;
-  const std::string port = listener->Port();
-  listener.reset();
-  EXPECT_THAT(ConstructError(closed), ContainsRegex("^utils/ssh_wrapper:CreateSocket:[0-9]+: Failed to connect ip: "
-                                                   "\\[::1\\], port: \\[" + port + "\\], interface id: \\[0\\], "
-                                                   "error code: " + std::to_string(ECONNREFUSED) + "$"));
+  EXPECT_GT(pollTimeout, 4900) << "the wait for the connection gives up after five seconds";
+  EXPECT_LE(pollTimeout, 5000);
 }
 
 TEST(SSHWrapperConnect, APeerThatIsNotAnSshServerFailsTheHandshake) {
-  const char* replies[] = {"", "HTTP/1.1 400 Bad Request\r\n\r\n"};
-  for (const char* reply : replies) {
-    Listener listener;
-    std::thread peer([&] {
-      int fd = ::accept(listener.fd, nullptr, nullptr);
-      if (fd < 0) return;
-      (void)!::write(fd, reply, strlen(reply));
-      ::close(fd);
-    });
-    const size_t before = OpenDescriptors();
-    EXPECT_THAT(ConstructError(listener.address),
-                ContainsRegex(":ConnectSession:[0-9]+: Failed to session handshake, error code: -[0-9]+$"));
-    peer.join();
-    EXPECT_EQ(OpenDescriptors(), before);
-  }
+  const char reply[] = "HTTP/1.1 400 Bad Request\r\n\r\n";
+  Listener listener;
+  std::thread peer([&] {
+    int fd = ::accept(listener.fd, nullptr, nullptr);
+    if (fd < 0) return;
+    (void)!::write(fd, reply, strlen(reply));
+    ::close(fd);
+  });
+  const size_t before = OpenDescriptors();
+  EXPECT_THAT(ConstructError(listener.address),
+              ContainsRegex(":ConnectSession:[0-9]+: Failed to session handshake, error code: -[0-9]+$"));
+  peer.join();
+  EXPECT_EQ(OpenDescriptors(), before);
 }
 
 TEST(SSHWrapperHostKeyFingerprint, TheOpenSshTextFormRoundTripsAndNothingElseIsAccepted) {
@@ -174,7 +149,6 @@ TEST(SSHWrapperHostKeyFingerprint, TheOpenSshTextFormRoundTripsAndNothingElseIsA
   const std::string bad[] = {
       "",
       valid.substr(7),                                       // no algorithm prefix
-      "MD5:" + valid.substr(7),                              // another algorithm
       valid.substr(0, valid.size() - 1),                     // a character short
       valid + "A",                                           // a character long
       "SHA256:47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuF!",  // not base64
