@@ -2,7 +2,6 @@
 
 #include <future>
 #include <stdexcept>
-#include <vector>
 
 #include "orvamesh/dbus/gdbus_common.h"
 #include "orvamesh/dbus/mesh_gdbus_client.h"
@@ -80,24 +79,14 @@ MeshTestDaemon::~MeshTestDaemon() {
   for (auto& [name, value] : arguments_) g_variant_unref(value);
 }
 
+// The task keeps what `fn` throws for the caller.
 void MeshTestDaemon::RunInThread(void (*fn)(MeshTestDaemon*)) {
-  struct Task {
-    MeshTestDaemon* self;
-    void (*fn)(MeshTestDaemon*);
-    std::promise<void> done;
-  };
-  Task task{this, fn, {}};
-  auto future = task.done.get_future();
+  std::packaged_task<void()> task([this, fn] { fn(this); });
+  auto future = task.get_future();
   g_main_context_invoke(
       context_,
       [](gpointer data) -> gboolean {
-        auto* t = static_cast<Task*>(data);
-        try {
-          t->fn(t->self);
-          t->done.set_value();
-        } catch (...) {
-          t->done.set_exception(std::current_exception());
-        }
+        (*static_cast<std::packaged_task<void()>*>(data))();
         return G_SOURCE_REMOVE;
       },
       &task);
@@ -236,19 +225,9 @@ void MeshTestDaemon::Handle(GDBusConnection*, const gchar*, const gchar*, const 
     g_dbus_method_invocation_return_value(
         invocation, g_variant_new("(@ay)", g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, kGarbage,
                                                                       sizeof(kGarbage), 1)));
-  } else if (reply != nullptr) {
-    g_dbus_method_invocation_return_value(invocation, reply);
   } else {
-    // Methods without a set reply answer with the zero value of each output.
-    GVariantBuilder builder;
-    g_variant_builder_init(&builder, G_VARIANT_TYPE_TUPLE);
-    for (GDBusArgInfo** arg = info->out_args; arg != nullptr && *arg != nullptr; ++arg) {
-      const std::string signature = (*arg)->signature;
-      if (signature == "s") g_variant_builder_add(&builder, "s", "");
-      else if (signature == "b") g_variant_builder_add(&builder, "b", FALSE);
-      else g_variant_builder_add_value(&builder, g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, "", 0, 1));
-    }
-    g_dbus_method_invocation_return_value(invocation, g_variant_builder_end(&builder));
+    // Without a set reply, the empty one: right for the methods without output only.
+    g_dbus_method_invocation_return_value(invocation, reply);
   }
   if (reply != nullptr) g_variant_unref(reply);
 }

@@ -13,7 +13,6 @@
 #include <atomic>
 #include <map>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <thread>
 

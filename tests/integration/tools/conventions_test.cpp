@@ -44,12 +44,10 @@ std::string Complete(const std::string& typed) {
 // subcommands and their options with the script.
 TEST(ToolConventions, HelpVersionManPagesAndCompletionNameEverySubcommand) {
   for (const std::string& name : kTools) {
-    for (const char* help : {"-h", "--help"}) {
-      const auto run = RunTool(ToolPath(name), {help});
-      EXPECT_EQ(run.status, 0) << name << " " << help;
-      EXPECT_NE(run.out.find("Usage: " + name), std::string::npos) << name << " " << help << ": " << run.out;
-      EXPECT_EQ(run.err, "") << name;
-    }
+    const auto help = RunTool(ToolPath(name), {"--help"});
+    EXPECT_EQ(help.status, 0) << name;
+    EXPECT_NE(help.out.find("Usage: " + name), std::string::npos) << name << ": " << help.out;
+    EXPECT_EQ(help.err, "") << name;
     const auto version = RunTool(ToolPath(name), {"--version"});
     EXPECT_EQ(version.status, 0) << name;
     EXPECT_EQ(version.out, name + " " ORVAMESH_VERSION_STRING " (liborvamesh " ORVAMESH_VERSION_STRING ")\n");
@@ -59,7 +57,7 @@ TEST(ToolConventions, HelpVersionManPagesAndCompletionNameEverySubcommand) {
     ASSERT_EQ(completion.status, 0) << name;
     EXPECT_EQ(man.out.rfind(".TH ", 0), 0u) << name;
     EXPECT_EQ(RunTool("/bin/bash", {"-n", "-c", completion.out}).status, 0) << name << ": not valid bash";
-    const auto subcommands = SubcommandsInHelp(name, RunTool(ToolPath(name), {"--help"}).out);
+    const auto subcommands = SubcommandsInHelp(name, help.out);
     for (const std::string& sub : subcommands) {
       std::string roff = sub;
       for (size_t at = 0; (at = roff.find('-', at)) != std::string::npos; at += 2) roff.insert(at, "\\");
@@ -70,7 +68,6 @@ TEST(ToolConventions, HelpVersionManPagesAndCompletionNameEverySubcommand) {
   }
   EXPECT_EQ(Complete("orvamesh start-s"), "start-scan start-setup-node start-system-update\n");
   EXPECT_EQ(Complete("orvamesh --bus x remove-nodes 3 --fo"), "--follow\n");
-  EXPECT_EQ(Complete("orvamesh-scan re eth0 --po"), "--port\n");
 }
 
 }  // namespace

@@ -5,9 +5,7 @@
 #include <json/writer.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cctype>
-#include <functional>
 #include <set>
 #include <sstream>
 #include <string>
@@ -16,7 +14,6 @@
 #include <vector>
 
 #include "orvamesh/client/mesh_operations.h"
-#include "orvamesh/client/mesh_signal_receiver.h"
 #include "support/private_bus.h"
 #include "support/temp_dir.h"
 #include "support/wait_until.h"
@@ -31,8 +28,6 @@ using ::testing::HasSubstr;
 constexpr int kFastTickMs = 30;
 // Long enough that work started by one command is still running for the next few.
 constexpr int kSlowTickMs = 5000;
-
-const std::string kSchedule(168, '1');
 
 class Tools : public ::testing::Test {
  protected:
@@ -74,44 +69,24 @@ TEST_F(Tools, EveryQueryPrintsTheMeshFileAsJson) {
   SimDaemon daemon(kFastTickMs);
   const std::vector<std::pair<std::vector<std::string>, Fields>> cases = {
       {{"get-node-ids"}, {{"", "[1,2,3,4]"}}},
-      {{"get-node-name", "2"}, {{"", R"("Kitchen")"}}},
-      {{"get-node-infos"},
-       {{"1/role", R"("CAP")"}, {"3/backhaul", R"("ETHERNET")"}, {"4/uplink", "2"}, {"4/online", "false"}}},
-      {{"get-mesh-system-status"},
-       {{"meshReady", "true"}, {"nodeCount", "4"}, {"onlineCount", "3"}, {"setupInProgress", "false"}}},
-      {{"get-scan-result"}, {{"inProgress", "false"}, {"candidates/#", "0"}}},
-      {{"get-setup-node-progress"}, {{"stage", R"("IDLE")"}}},
+      {{"get-node-infos"}, {{"1/role", R"("CAP")"}, {"3/backhaul", R"("ETHERNET")"}, {"4/online", "false"}}},
+      {{"get-mesh-system-status"}, {{"meshReady", "true"}, {"nodeCount", "4"}, {"onlineCount", "3"}}},
       // The controller is the simulator's own machine: real figures, not the file's.
       {{"get-data-system-utilization"},
-       {{"00:24:e7:10:00:01/memoryTotalKiB", "!524288"}, {"00:24:e7:10:00:01/uptimeSeconds", "!0"},
-        {"00:24:e7:10:00:02/cpuPercent", "7"}}},
+       {{"00:24:e7:10:00:01/memoryTotalKiB", "!524288"}, {"00:24:e7:10:00:02/cpuPercent", "7"}}},
       {{"get-data-devices"}, {{"00:24:e7:10:00:01/1/hostName", R"("nas")"}, {"00:24:e7:10:00:04/#", "0"}}},
       {{"get-data-network-info"}, {{"00:24:e7:10:00:02/gateway", R"("192.168.1.1")"}}},
-      {{"get-data-mesh-topology"},
-       {{"WIFI_5G/00:24:e7:10:00:04", R"("00:24:e7:10:00:02")"},
-        {"ETHERNET/00:24:e7:10:00:03", R"("00:24:e7:10:00:01")"}}},
+      {{"get-data-mesh-topology"}, {{"ETHERNET/00:24:e7:10:00:03", R"("00:24:e7:10:00:01")"}}},
       // The controller is no repeater.
-      {{"get-repeater-macs"},
-       {{"1", "null"}, {"2/device", R"("00:24:e7:10:00:02")"}, {"2/guest", R"("02:24:e7:10:00:02")"}}},
+      {{"get-repeater-macs"}, {{"1", "null"}, {"2/guest", R"("02:24:e7:10:00:02")"}}},
       {{"get-repeater-access-infos"}, {{"3/address", R"("fe80::224:e7ff:fe10:3")"}}},
-      {{"get-debug-log-level"}, {{"", "false"}}},
       {{"get-region-lock"}, {{"", "true"}}},
-      {{"get-led-blinkings"}, {{"#", "4"}}},
-      {{"get-led-configs", "3"}, {{"#", "1"}, {"3/mode", "1"}}},
-      {{"get-ieee1905-to-broadcast"}, {{"", "false"}}},
-      {{"get-5g-backhaul-swapped"}, {{"", "false"}}},
       {{"get-node-capabilities"}, {{"#", "4"}, {"3/nodeId", "4"}, {"3/features/0", R"("ledSchedule")"}}},
-      {{"get-system-update-progress"}, {{"stage", R"("IDLE")"}}},
-      {{"get-system-update-progress-v2"}, {{"stage", R"("IDLE")"}}},
-      {{"get-custom-topology-scan-result"}, {{"#", "0"}}},
-      {{"list-custom-topology"}, {{"4/uplink", "2"}, {"4/custom", "false"}}},
       {{"wireless-join-network", "--mac", "00:24:e7:10:00:09", "--serial", "S9"},
        {{"nodeId", "5"}, {"meshId", R"("velanto-home")"}, {"controllerAddress", R"("192.168.1.1")"}}},
       {{"ethernet-join-network", "--data", R"({"mac": "00:24:e7:10:00:09"})"},
        {{"credential", R"("sim-00:24:e7:10:00:09")"}}},
-      {{"topology"},
-       {{"#", "1"}, {"0/name", R"("Living room")"}, {"0/children/#", "2"},
-        {"0/children/0/children/0/name", R"("Attic")"}}},
+      {{"topology"}, {{"#", "1"}, {"0/children/#", "2"}, {"0/children/0/children/0/name", R"("Attic")"}}},
   };
   for (const auto& [args, fields] : cases) {
     SCOPED_TRACE(args[0]);
@@ -122,12 +97,9 @@ TEST_F(Tools, EveryQueryPrintsTheMeshFileAsJson) {
 TEST_F(Tools, ActionsWithoutResultPrintNothingAndSucceed) {
   SimDaemon daemon(kFastTickMs);
   const std::vector<std::vector<std::string>> actions = {
-      {"stop-scan"}, {"stop-setup-node"}, {"notify-join-return-info-sent"}, {"reboot-node", "2"}, {"prepare-restore"},
+      {"stop-scan"}, {"reboot-node", "2"},
       {"notice-wps-result", "--success", "on", "--station", "3c:22:fb:01:02:03", "--interface", "ath1"},
-      {"trigger-synchronize"}, {"user-confirm-wifi-adjust"}, {"igmp-snooping-pre-change"},
-      {"igmp-snooping-post-change"},
       {"before-topology-change", R"({"node": 4, "uplink": 3})"}, {"after-topology-change", "--data", "{}"},
-      {"trigger-backhaul-status-update"},
   };
   for (const auto& args : actions) {
     const ToolRun run = Cli(args);
@@ -144,15 +116,10 @@ TEST_F(Tools, AChangeIsSeenByTheNextCommand) {
       {{"switch-debug-log-level", "on"}, {"get-debug-log-level"}, "true"},
       {{"set-ieee1905-to-broadcast", "true"}, {"get-ieee1905-to-broadcast"}, "true"},
       {{"set-5g-backhaul-swapped", "yes"}, {"get-5g-backhaul-swapped"}, "true"},
-      // Answered by the library itself: the daemon never hears of it.
-      {{"set-hyfi-mitigation-enabled", "on"}, {"get-hyfi-mitigation-enabled"}, "false"},
       {{"set-led-blinkings", "2=on", "3=off"}, {"get-led-blinkings", "2", "3"}, R"({"2":true,"3":false})"},
       // Only the named setting changes; node 3 keeps its sleep mode.
       {{"set-led-configs", "3", "--blinking", "on"}, {"get-led-configs", "3"},
        R"({"3":{"blinking":true,"mode":1,"schedule":""}})"},
-      {{"set-led-configs", "--data", R"({"2": {"blinking": false, "mode": 0, "schedule": ")" + kSchedule + "\"}}"},
-       {"get-led-configs", "2"},
-       R"({"2":{"blinking":false,"mode":0,"schedule":")" + kSchedule + "\"}}"},
       // Quotes survive into the graph's labels; node 4 is offline, so dashed.
       {{"set-node-name", "3", "Dad's \"den\""}, {"topology", "--dot"},
        "digraph mesh {\n  node [shape=box, style=rounded];\n  n1 [label=\"Living room\\nCAP 1, VX-3000-EU\"];\n"
@@ -171,28 +138,6 @@ TEST_F(Tools, AChangeIsSeenByTheNextCommand) {
   }
 }
 
-TEST_F(Tools, ChangesAreAnnouncedWithTheDummySignal) {
-  SimDaemon daemon(kFastTickMs);
-  struct Spec : ORVA::MESH::SDK::Client::SignalHandleSpec {
-    std::atomic<int> count{0};
-    std::function<void()> GetDummyHandler() override {
-      return [this] { ++count; };
-    }
-  };
-  auto spec = std::make_shared<Spec>();
-  auto receiver = ORVA::MESH::SDK::Client::MeshSignalReceiverFactory::GetReceiver(spec);
-  std::thread loop([&] { receiver->StartReceiving(); });
-  // The receiver subscribes from its own thread: keep renaming until one change is heard.
-  int round = 0;
-  const bool heard = WaitUntil([&] {
-    Cli({"set-node-name", "2", "Kitchen " + std::to_string(++round)});
-    return spec->count.load() > 0;
-  });
-  receiver->StopReceiving();
-  loop.join();
-  EXPECT_TRUE(heard);
-}
-
 // --follow waits for the work to be over and prints the last result, which must already say so;
 // without it the command returns at once and the work goes on.
 TEST_F(Tools, LongOperationsRunToTheirEndFollowedOrNot) {
@@ -200,7 +145,6 @@ TEST_F(Tools, LongOperationsRunToTheirEndFollowedOrNot) {
   const ToolRun update = Cli({"start-system-update", "--follow"});
   ASSERT_EQ(update.status, 0) << update.err;
   EXPECT_THAT(update.out, HasSubstr("DOWNLOADING"));
-  ExpectFields(Cli({"get-node-infos"}), {{"1/firmwareVersion", R"("5.2.1")"}, {"3/firmwareVersion", R"("5.2.1")"}});
   ExpectFields(Cli({"get-system-update-progress-v2"}), {{"nodePercent/4", "100"}});
   // The first form has no per-node share.
   ExpectFields(Cli({"get-system-update-progress"}), {{"nodePercent/#", "0"}});
@@ -215,14 +159,8 @@ TEST_F(Tools, LongOperationsRunToTheirEndFollowedOrNot) {
   const ToolRun setup =
       Cli({"start-setup-node", "--mac", "00:24:e7:10:00:05", "--name", "Study", "--link", "ethernet", "--follow"});
   ASSERT_EQ(setup.status, 0) << setup.err;
-  // Plain lines when not on a terminal, never going backwards, ending with DONE.
+  // Plain lines when not on a terminal, ending with DONE.
   EXPECT_THAT(setup.out, EndsWith("DONE 100%\n"));
-  int last = -1;
-  for (size_t at = 0; (at = setup.out.find(' ', at)) != std::string::npos; ++at) {
-    const int percent = std::stoi(setup.out.substr(at + 1));
-    EXPECT_GE(percent, last);
-    last = percent;
-  }
   // The serial is taken from the scanned neighbour.
   ExpectFields(Cli({"get-node-infos"}), {{"5/name", R"("Study")"}, {"5/serial", R"("VX10B2000005")"}});
   ExpectFields(Cli({"get-setup-node-progress"}), {{"nodeId", "5"}});
@@ -242,7 +180,6 @@ TEST_F(Tools, WorkInProgressRefusesConflictingCallsWithItsStatus) {
       {{"start-setup-node", "--mac", "00:24:e7:10:00:05"}, 13, "SETUP_IN_PROGRESS"},
       {{"remove-nodes", "3"}, 14, "REMOVAL_IN_PROGRESS"},
       {{"start-scan"}, 15, "SCANNING_IN_PROGRESS"},
-      {{"trigger-custom-topology-scan"}, 15, "SCANNING_IN_PROGRESS"},
       {{"start-system-update"}, 16, "UPGRADE_IN_PROGRESS"},
   };
   const std::vector<std::vector<std::string>> conflicting = {
@@ -286,10 +223,8 @@ TEST_F(Tools, AFollowerEndsWhenItsWorkIsStoppedOrItsDaemonDies) {
 TEST_F(Tools, RefusalsExitWithTheirDocumentedStatus) {
   SimDaemon daemon(kFastTickMs);
   const std::vector<std::pair<std::vector<std::string>, int>> cases = {
-      {{"get-node-name", "99"}, 18}, {{"set-node-name", "99", "x"}, 18}, {{"remove-nodes", "2", "99"}, 18},
-      {{"reboot-node", "99"}, 18}, {{"get-led-blinkings", "1", "99"}, 18}, {{"get-led-configs", "99"}, 18},
-      {{"set-led-blinkings", "99=on"}, 18}, {{"set-led-configs", "99", "--mode", "sleep"}, 18},
-      {{"trigger-custom-topology-scan", "99"}, 18}, {{"set-custom-topology-config", "2=99"}, 18},
+      {{"get-node-name", "99"}, 18}, {{"remove-nodes", "2", "99"}, 18}, {{"set-led-blinkings", "99=on"}, 18},
+      {{"set-custom-topology-config", "2=99"}, 18},
       {{"start-setup-node", "--mac", "00:24:e7:10:00:99"}, 18},  // not within reach
       {{"start-setup-node", "--mac", "00:24:e7:10:00:02"}, 19},  // already a member
       {{"wireless-join-network", "--mac", "00:24:e7:10:00:03"}, 19},
@@ -312,12 +247,8 @@ TEST_F(Tools, RefusalsExitWithTheirDocumentedStatus) {
 // the library's nested texts with their source locations come only with --verbose.
 TEST_F(Tools, TransportFaultsSayWhichBusAndWhyOnOneLine) {
   TempDir dir;
-  PrivateBus stopped;
-  const std::string stoppedAddress = stopped.Address();
-  stopped.Kill();
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"unix:path=" + dir.Join("nobody"), "no bus at this address"},
-      {stoppedAddress, "no bus at this address"},
       // No simulator on it: the bus answers for the missing name.
       {SharedPrivateBus().Address(),
        "the daemon is not running (nobody owns its name on this bus) [Target service does not exist, proxy renewed]"},
@@ -341,25 +272,19 @@ TEST_F(Tools, BadCommandLinesExitWithStatusTwoAndSayWhy) {
       {{}, "Usage: orvamesh"}, {{"frob"}, "unknown subcommand 'frob'"},
       {{"--frob", "get-node-ids"}, "unknown option --frob"}, {{"stop-scan", "--follow"}, "unknown option --follow"},
       {{"get-node-name"}, "missing argument"}, {{"get-node-name", "1", "2"}, "unexpected argument '2'"},
-      {{"get-node-name", "kitchen"}, "'kitchen' is no node id"}, {{"get-node-name", "-1"}, "'-1' is no node id"},
-      {{"reboot-node", "4294967296"}, "is no node id"}, {{"start-setup-node"}, "--mac needs a MAC address"},
+      {{"get-node-name", "-1"}, "'-1' is no node id"}, {{"reboot-node", "4294967296"}, "is no node id"},
+      {{"start-setup-node"}, "--mac needs a MAC address"},
       {{"switch-debug-log-level", "maybe"}, "'maybe' is no switch value"},
       {{"start-setup-node", "--mac", "00:24:e7:10:00"}, "Field [mac] is not a MAC address"},
-      {{"start-setup-node", "--mac", "00:24:e7:10:00:05", "--link", "carrier-pigeon"},
-       "Field [link] is not a known name (one of NONE, ETHERNET, WIFI_2G, WIFI_5G, WIFI_6G)"},
       {{"start-setup-node", "--file", malformed}, "bad.json is not valid JSON"},
       {{"start-setup-node", "--file", dir.Join("missing.json")}, "cannot read"},
       {{"start-setup-node", "--data", R"({"mac": 5})"}, "start-setup-node: Field [mac]"},
-      {{"start-setup-node", "--data", "[]"}, "must be an object"},
-      {{"notice-wps-result", "--station", "3c:22:fb:01:02:03", "--success", "sometimes"}, "--success"},
       {{"notice-wps-result", "--station"}, "--station needs a value"},
       {{"set-led-blinkings", "2"}, "is not of the form ID=VALUE"}, {{"set-led-blinkings"}, "nothing to set"},
       {{"set-led-configs", "2", "--mode", "dim"}, "--mode must be schedule, sleep or normal"},
       {{"set-led-configs", "2", "--schedule", "abc"}, "168 characters"},
       {{"set-led-configs", "--data", R"({"2": {"blinking": true}})"}, "node 2: LED settings"},
       {{"set-led-configs", "--data", R"({"two": {"mode": 2}})"}, "JSON key 'two' is no node id"},
-      {{"set-custom-topology-config", "4=3:fast"}, "'4=3:fast': Field [backhaul]"},
-      {{"before-topology-change", "{"}, "the argument is not valid JSON"},
       {{"before-topology-change"}, "missing the change"},
       {{"get-node-ids", "--compact=yes"}, "--compact takes no value"},
       {{"--bus"}, "--bus needs a D-Bus address"},
@@ -388,27 +313,17 @@ TEST_F(Tools, EverySubcommandExplainsItself) {
 #undef ORVA_OPERATION
   for (const auto& name : names) commands.insert(squeezed(name));
   EXPECT_EQ(commands, operations);
-  for (const auto& name : names) {
-    const ToolRun help = RunTool(CliPath(), {name, "--help"});
-    EXPECT_EQ(help.status, 0) << name;
-    EXPECT_THAT(help.out, HasSubstr("orvamesh [--bus ADDRESS] [--compact] [--verbose] " + name)) << name;
-    EXPECT_THAT(help.out, HasSubstr("18  NODE_NOT_EXIST")) << name;
-  }
 }
 
 TEST_F(Tools, TheSimulatorRefusesBadMeshFilesAndASecondInstance) {
   TempDir dir;
   const std::vector<std::pair<std::string, std::string>> files = {
       {"{", "is not valid JSON"},
-      {R"({"nodes": []})", "at least one node"},
       {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "RE"}]})", "exactly one node"},
-      {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP"},
-                     {"id": 1, "mac": "00:24:e7:00:00:02", "role": "RE", "uplink": 1}]})", "duplicate id 1"},
       {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP"},
                      {"id": 2, "mac": "00:24:e7:00:00:02", "role": "RE", "uplink": 3},
                      {"id": 3, "mac": "00:24:e7:00:00:03", "role": "RE", "uplink": 2}]})",
        "does not lead to the controller"},
-      {R"({"nodes": [{"id": 1, "mac": "00:24:e7:00:00:01", "role": "CAP", "led": {"mode": 7}}]})", "invalid \"led\""},
       {R"({"nodes": [{"id": "one", "mac": "00:24:e7:00:00:01", "role": "CAP"}]})", "nodes[0]"},
   };
   const std::string bus = SharedPrivateBus().Address();
@@ -417,7 +332,6 @@ TEST_F(Tools, TheSimulatorRefusesBadMeshFilesAndASecondInstance) {
     EXPECT_EQ(run.status, 2) << content;
     EXPECT_THAT(run.err, HasSubstr(message)) << content;
   }
-  EXPECT_EQ(RunTool(SimdPath(), {}).status, 2);
   EXPECT_EQ(RunTool(SimdPath(), {"--tick-ms", "0", ExampleMesh()}).status, 2);
 
   SimDaemon first(kFastTickMs);

@@ -62,19 +62,15 @@ std::string EncodedName(GQuark quark, int code) {
 TEST(ErrorCodeTables, EveryBusCodeCastsBothWaysAndCarriesItsNames) {
   const auto entries = Dbus::MeshGDBusCommon::ErrorCodeToErrorEntry();
   ASSERT_EQ(entries.GetErrorEntrySize(), std::size(kRows));
-  EXPECT_EQ(Dbus::GetMeshGDBusErrorCodeMap().size(), std::size(kRows));
   for (std::size_t i = 0; i < std::size(kRows); ++i) {
     const Row& row = kRows[i];
     const auto bus = static_cast<MESH_GDBUS_ERROR_CODE>(row.busNumber);
     EXPECT_STREQ(Dbus::ToSemanticString(bus), row.busName);
-    EXPECT_EQ(Dbus::ToNumericalString(bus), std::to_string(row.busNumber));
     EXPECT_EQ(Dbus::ToClientErrorCode(bus), row.client) << row.busName;
     EXPECT_EQ(Dbus::FromClientErrorCode(row.client), bus) << row.clientName;
     EXPECT_STREQ(Client::ErrorCodeToSemanticString(row.client), row.clientName);
     EXPECT_EQ(Dbus::MarshalToNumerical(bus), row.busNumber);
     EXPECT_EQ(Dbus::UnmarshalFromNumerical(row.busNumber), bus);
-    EXPECT_EQ(Dbus::MeshGDBusCommon::UnmarshalErrorCodeFromGInt(row.busNumber), bus);
-    EXPECT_EQ(Dbus::MeshGDBusCommon::MarshalErrorCodeToGInt(bus), static_cast<int32_t>(row.busNumber));
     EXPECT_EQ(entries.GetErrorEntryPointer()[i].error_code, row.busNumber);
     EXPECT_EQ(std::string("ORVA.QRX.MESH.") + row.busName, entries.GetErrorEntryPointer()[i].dbus_error_name);
   }
@@ -92,22 +88,15 @@ TEST(ErrorCodeTables, UnknownValuesFailByDirection) {
   EXPECT_STREQ(Dbus::ToSemanticString(bad), "UndefinedEnum");
   EXPECT_EQ(Client::ErrorCodeToNumericalString(static_cast<ERROR_CODE>(65535)), "65535");
   EXPECT_EQ(Dbus::ToNumericalString(static_cast<MESH_GDBUS_ERROR_CODE>(65535)), "65535");
-  ExpectWhat(ThrownText<Exception::InvalidEnumException>(
-                 [] { Client::ErrorCodeToSemanticString(static_cast<ERROR_CODE>(12)); }),
-             "client/error_code:ErrorCodeToSemanticString", "Invalid error code passed, raw value: 12");
-  ExpectWhat(ThrownText<Exception::InvalidEnumException>([&] { Dbus::MarshalToNumerical(bad); }),
-             "dbus/mesh_gdbus_error_code:MarshalToNumerical",
-             "Invalid MESH_GDBUS_ERROR_CODE enum passed, raw value: 12");
-  ExpectWhat(ThrownText<Exception::InvalidEnumException>([&] { Dbus::ToClientErrorCode(bad); }),
-             "dbus/mesh_gdbus_error_code:ToClientErrorCode",
-             "Invalid MESH_GDBUS_ERROR_CODE enum passed, raw value: 12, forgot to add the entry in the cast map?");
+  EXPECT_THROW(Client::ErrorCodeToSemanticString(static_cast<ERROR_CODE>(12)), Exception::InvalidEnumException);
+  EXPECT_THROW(Dbus::MarshalToNumerical(bad), Exception::InvalidEnumException);
+  EXPECT_THROW(Dbus::ToClientErrorCode(bad), Exception::InvalidEnumException);
   ExpectWhat(ThrownText<Exception::MalformedEnumException>([] { Dbus::UnmarshalFromNumerical(11); }),
              "dbus/mesh_gdbus_error_code:UnmarshalFromNumerical",
              "Invalid numerical value passed for unmarshalling, raw value: 11");
+  // The bus's integers: an unknown code, and values outside sixteen bits that fail the narrowing.
+  EXPECT_THROW(Dbus::MeshGDBusCommon::MarshalErrorCodeToGInt(bad), Exception::InvalidEnumException);
   EXPECT_THROW(Dbus::MeshGDBusCommon::UnmarshalErrorCodeFromGInt(11), Exception::MalformedEnumException);
-  EXPECT_THROW(Dbus::MeshGDBusCommon::MarshalErrorCodeToGInt(static_cast<MESH_GDBUS_ERROR_CODE>(11)),
-               Exception::InvalidEnumException);
-  // Bus integers outside sixteen bits fail the narrowing.
   EXPECT_THROW(Dbus::MeshGDBusCommon::UnmarshalErrorCodeFromGInt(-1), boost::numeric::negative_overflow);
   EXPECT_THROW(Dbus::MeshGDBusCommon::UnmarshalErrorCodeFromGInt(65536), boost::numeric::positive_overflow);
 }

@@ -62,7 +62,6 @@ Signatures FromTheInterfaceFile() {
 // client, its forwarders and the simulator's handler table. A method added to one and not the
 // other, or with other arguments, fails here.
 TEST(OperationList, NamesEveryMethodOfTheInterfaceWithItsArguments) {
-  EXPECT_EQ(FromTheList().size(), 50u);
   EXPECT_EQ(FromTheList(), FromTheInterfaceFile());
 }
 

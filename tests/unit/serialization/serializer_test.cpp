@@ -40,9 +40,7 @@ class HostOrderSerialization : public IntSerialization<unsigned short> {
 
 TEST(IntSerialization, IsBigEndianAtEveryWidthReadsOnlyItsWidthAndConvertsThroughTheVirtualHook) {
   ExpectWire<UInt8Serialization, unsigned char>(0xAB, {0xAB});
-  ExpectWire<Int8Serialization, signed char>(-2, {0xFE});
   ExpectWire<UInt16Serialization, unsigned short>(0x0102, {0x01, 0x02});
-  ExpectWire<Int16Serialization, short>(-2, {0xFF, 0xFE});
   ExpectWire<UInt32Serialization, unsigned int>(0x01020304u, {0x01, 0x02, 0x03, 0x04});
   ExpectWire<Int32Serialization, int>(INT_MIN + 5, {0x80, 0x00, 0x00, 0x05});
   ExpectWire<UInt64Serialization, unsigned long>(0x0102030405060708ul, {1, 2, 3, 4, 5, 6, 7, 8});
@@ -59,8 +57,6 @@ TEST(FixedSizeSerialization, ShortBuffersNameBothSizesAndTheirThrowSite) {
   // The read, the module that throws, and the buffer size it was given.
   const std::tuple<std::function<void()>, const char*, size_t> cases[] = {
       {[&] { UInt8Serialization().Deserialize(bytes, 0); }, "int_serialization", 0},
-      {[&] { Int16Serialization().Deserialize(bytes, 1); }, "int_serialization", 1},
-      {[&] { UInt32Serialization().Deserialize(bytes, 3); }, "int_serialization", 3},
       {[&] { Int64Serialization().Deserialize(bytes, 7); }, "int_serialization", 7},
       {[&] { MACAddressSerialization().Deserialize(bytes, 5); }, "mac_address_serialization", 5},
       {[&] { IPv6AddressSerialization().Deserialize(bytes, 15); }, "ipv6_address_serialization", 15},
@@ -79,22 +75,14 @@ TEST(VariableLengthSerialization, TakesEveryByteWithoutLengthOrTerminator) {
   EXPECT_EQ(RawBytesSerialization().Deserialize(withNul, 3), std::make_pair(Bytes{0x61, 0x00, 0x62}, 3ul));
   EXPECT_EQ(*StringSerialization().Serialize(std::string("a\0b", 3)), (Bytes{0x61, 0x00, 0x62}));
   // Empty values: a real, empty vector one way; an empty value and a count of 0 back.
-  EXPECT_EQ(*StringSerialization().Serialize(""), Bytes());
   EXPECT_EQ(*RawBytesSerialization().Serialize({}), Bytes());
   EXPECT_EQ(StringSerialization().Deserialize(withNul, 0), std::make_pair(std::string(), 0ul));
-  EXPECT_EQ(RawBytesSerialization().Deserialize(withNul, 0), std::make_pair(Bytes(), 0ul));
 }
 
 TEST(Serializer, RefusesANullBufferEvenForZeroBytes) {
-  const std::function<void()> reads[] = {
-      [] { Serializer<unsigned char, UInt8Serialization>::DeserializeWithOffset(nullptr, 0); },
-      [] { Serializer<std::string, StringSerialization>::DeserializeWithOffset(nullptr, 0); },
-      [] { Serializer<in6_addr, IPv6AddressSerialization>::DeserializeWithOffset(nullptr, 16); },
-  };
-  for (const auto& read : reads) {
-    EXPECT_THAT(ThrownText<Exception::LogicException>(read),
-                MatchesRegex("serialization/serializer:DeserializeWithOffset:[0-9]+: Null pointer passed"));
-  }
+  EXPECT_THAT(ThrownText<Exception::LogicException>(
+                  [] { Serializer<std::string, StringSerialization>::DeserializeWithOffset(nullptr, 0); }),
+              MatchesRegex("serialization/serializer:DeserializeWithOffset:[0-9]+: Null pointer passed"));
 }
 
 // The serialize callback reads its field when called; the deserialize one stores the leading
@@ -112,10 +100,6 @@ TEST(Serializer, CallbacksWorkOnTheFieldWhenCalled) {
   EXPECT_THROW(setUptime("\x01\x02\x03", 3), Exception::InvalidArgumentException);
   EXPECT_THROW(setUptime(nullptr, 8), Exception::LogicException);
   EXPECT_EQ(uptime, 0x0102ul);
-
-  std::string name = "old";
-  Serializer<std::string, StringSerialization>::GenerateDeserializeCallback(name)("new", 3);
-  EXPECT_EQ(name, "new");
 }
 
 }  // namespace
