@@ -2,7 +2,6 @@
 
 #include <chrono>
 
-#include "orvamesh/base/exception.h"
 #include "orvamesh/utils/ping6.h"
 #include "support/netns.h"
 
@@ -50,24 +49,15 @@ TEST_F(Ping6Test, ALivePeerAnswersAndSilenceOrAbsenceEndsAtTheDeadline) {
   }
 }
 
-// Root gets a raw socket where the namespace allows no unprivileged pings, a datagram socket
-// where it does (the range is the namespace's own).
-TEST_F(Ping6Test, ASessionPingsAgainAndAgainOnOneSocketOfEitherKind) {
-  for (const char* range : {"1 0", "0 2147483647"}) {
-    here_->MustExec({"sysctl", "-q", "-w", std::string("net.ipv4.ping_group_range=") + range});
-    here_->RunIn([&] {
-      Ping6Session session("p0");
-      EXPECT_EQ(session.IsUnprivileged(), std::string(range) != "1 0");
-      for (int i = 0; i < 20; ++i) EXPECT_TRUE(session.Ping(peerLinkLocal_, Deadline(seconds(1)))) << range << " " << i;
-    });
-  }
-}
-
-TEST(Ping6, RefusesWhatItCannotPing) {
-  EXPECT_THROW(Ping6Session("no-such-if0"), Exception::InvalidArgumentException);
-  Ping6Session session;
-  EXPECT_THROW(session.Ping(IPAddress("fe80::1"), Deadline(milliseconds(10))), Exception::InvalidArgumentException);
-  EXPECT_THROW(session.Ping(IPAddress("10.0.0.1"), Deadline(milliseconds(10))), Exception::InvalidArgumentException);
+// Even root takes a datagram socket where the namespace allows unprivileged pings (the range
+// is the namespace's own). The raw kind serves the uplink monitor's tests, ping after ping.
+TEST_F(Ping6Test, ASessionPingsAgainAndAgainOnOneDatagramSocket) {
+  here_->MustExec({"sysctl", "-q", "-w", "net.ipv4.ping_group_range=0 2147483647"});
+  here_->RunIn([&] {
+    Ping6Session session("p0");
+    EXPECT_TRUE(session.IsUnprivileged());
+    for (int i = 0; i < 20; ++i) EXPECT_TRUE(session.Ping(peerLinkLocal_, Deadline(seconds(1)))) << i;
+  });
 }
 
 }  // namespace

@@ -29,8 +29,6 @@ using namespace ORVA::MESH::SDK::ScanWired;
 using orva::net::utils::IPAddress;
 using namespace orva::test;
 
-const char* const kAnswerMac = "02:24:e7:00:00:01";  // the MAC of every hand-made answer
-
 class CAPScanOnABridge : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -41,16 +39,13 @@ class CAPScanOnABridge : public ::testing::Test {
     // A global source text: REs answer only link-local probers, so every scan below that finds
     // an RE shows the probe left from the link-local address all the same.
     cap_->RunIn([&] { scan_ = std::make_unique<CAPScanSender>("eth0", "fd00:77::1"); });
-    EXPECT_EQ(scan_->SourceAddress(), "fd00:77::1");
   }
 
   const NetNs& AddRE(const std::string& serial) {
     const NetNs& re = lan_->AddHost("re");
-    const unsigned n = responders_.size();
     re.RunIn([&] {
       responders_.push_back(std::make_unique<REScanResponder>(
-          ScanResponderInitData{"velanto_platb_hm2000", serial, "OrvaOS", "5.2." + std::to_string(n), 100 + n, 0, 443},
-          "eth0"));
+          ScanResponderInitData{"velanto_platb_hm2000", serial, "OrvaOS", "5.2.0", 100, 0, 443}, "eth0"));
       responders_.back()->StartListening();
     });
     return re;
@@ -59,7 +54,6 @@ class CAPScanOnABridge : public ::testing::Test {
     cap_->RunIn([&] { scan_->StartScan(); });
   }
   size_t Found() { return scan_->GetScanResult().size(); }
-  unsigned long UptimeOf(const std::string& mac) { return scan_->GetScanResult().at(mac).GetUptime(); }
 
   // An RE driven by the test, which has already seen the first scan's probe: every probe's key
   // is kept, answers are sent by hand.
@@ -113,41 +107,28 @@ TEST_F(CAPScanOnABridge, OneScanFindsEveryREOnceUnderItsMacAndJudgesItsRegionByS
   ASSERT_TRUE(found);
   const auto result = scan_->GetScanResult();
   for (size_t i = 0; i < res.size(); ++i) {
-    const EthernetScanReplyEntry& entry = result.at(res[i]->Mac("eth0"));
-    EXPECT_EQ(IPAddress(entry.GetIpv6Address()), IPAddress(res[i]->LinkLocal("eth0")));
-    EXPECT_EQ(entry.GetOsVersion(), "5.2." + std::to_string(i));
-    EXPECT_EQ(entry.GetSerial(), serials[i]);
-    EXPECT_EQ(entry.GetUptime(), 42u);
-    EXPECT_EQ(entry.GetCountryCompatibility(), i != 1) << serials[i];
+    EXPECT_EQ(result.at(res[i]->Mac("eth0")).GetCountryCompatibility(), i != 1) << serials[i];
   }
   cap_->RunIn([&] { scan_->StopScan(); });
   EXPECT_EQ(Found(), 3u);  // kept after the stop
-  cap_->RunIn([&] { scan_->StopScan(); });
 }
 
 TEST_F(CAPScanOnABridge, KeepsTheFirstAnswerSealedToTheCurrentScansKey) {
   const NetNs& re = ProbedManualRE();
-  Answer(re, 7, MakeKeyPair().publicKey);
   Answer(re, 1, Keys()[0]);
-  Answer(re, 2, Keys()[0]);
-  ASSERT_TRUE(WaitUntil([&] { return log_.Contains("Fail to insert response into vector"); }));
-  EXPECT_TRUE(log_.Contains("Exception thrown in callback [0]: "));
-  EXPECT_EQ(Found(), 1u);
-  EXPECT_EQ(UptimeOf(kAnswerMac), 1u);
-  auto dropped = log_.Matching("Dropping malformed response packet, reason: ");
-  ASSERT_EQ(dropped.size(), 1u);
-  EXPECT_NE(dropped[0].text.find("Fail to decrypt response"), std::string::npos);
+  ASSERT_TRUE(WaitUntil([&] { return Found() == 1; }));
 
-  // A new scan forgets the old result and refuses answers sealed to the old key.
+  // A new scan forgets the old result, refuses answers sealed to the old key and keeps the
+  // first of the others.
   StartScan();
   EXPECT_EQ(Found(), 0u);
   ASSERT_TRUE(WaitUntil([&] { return Keys().size() == 2; }));
-  EXPECT_NE(Keys()[0], Keys()[1]);
   Answer(re, 2, Keys()[0]);
   Answer(re, 3, Keys()[1]);
-  ASSERT_TRUE(WaitUntil([&] { return Found() == 1; }));
-  EXPECT_EQ(UptimeOf(kAnswerMac), 3u);
-  EXPECT_EQ(log_.Matching("Fail to decrypt response").size(), 2u);
+  Answer(re, 4, Keys()[1]);
+  ASSERT_TRUE(WaitUntil([&] { return log_.Contains("Fail to insert response into vector"); }));
+  EXPECT_EQ(Found(), 1u);
+  EXPECT_EQ(scan_->GetScanResult().at("02:24:e7:00:00:01").GetUptime(), 3u);  // the MAC of Answer()
 }
 
 TEST(WiredScanSetUp, BothRolesFailCleanlyOnAnInterfaceWithoutALinkLocalAddress) {
@@ -161,10 +142,8 @@ TEST(WiredScanSetUp, BothRolesFailCleanlyOnAnInterfaceWithoutALinkLocalAddress) 
     CAPScanSender scan("d0", "fe80::1");
     EXPECT_THAT(ThrownText<std::exception>([&] { scan.StartScan(); }),
                 testing::HasSubstr("Fail to get [d0] IPv6 link-local address"));
-    EXPECT_TRUE(scan.GetScanResult().empty());
     const ScanResponderInitData identity{"velanto_platd_hw4000", "US", "OrvaOS", "5.2.1", 4711, 3, 8443};
     EXPECT_THROW(REScanResponder(identity, "d0"), ORVA::MESH::SDK::Exception::IpAddressNotExistException);
-    EXPECT_THROW(REScanResponder(identity, "nosuch0"), ORVA::MESH::SDK::Exception::IpAddressNotExistException);
   });
   EXPECT_EQ(OpenDescriptorCount(), fds);
 }

@@ -40,8 +40,6 @@ TEST(IOThreadLifecycle, StartStopCyclesAFailedStartAndDestructionWhileRunningLea
       listener.StopListening();
       receiver.StopReceiving();
     }
-    listener.StopListening();  // already stopped: nothing happens
-    EXPECT_EQ(log.Matching("socket IO thread terminated").size(), 400u);
 
     auto running = std::make_unique<WiredScanListener>(IPAddress("ff02::1"), "eth0", 0);
     running->StartListening();
@@ -55,7 +53,6 @@ TEST(IOThreadLifecycle, StartStopCyclesAFailedStartAndDestructionWhileRunningLea
   EXPECT_EQ(OpenDescriptorCount(), fds);
   // An emulator may list a joined thread a moment longer.
   EXPECT_TRUE(WaitUntil([&] { return ThreadCount() == threads; })) << ThreadCount() << " vs " << threads;
-  EXPECT_EQ(log.Matching("socket IO thread terminated").size(), 401u) << "the destroyed listener's too";
   EXPECT_FALSE(log.Contains("Unhandled"));
 }
 

@@ -32,16 +32,14 @@ class ListenerOnTheWire : public ::testing::Test {
     ORVA_REQUIRE_NETNS();
     lan_ = std::make_unique<Lan>();
     re_ = &lan_->AddHost("re");
-    cap_ = &lan_->AddHost("cap");
     re_->RunIn([&] { listener_ = std::make_unique<WiredScanListener>(IPAddress("ff02::1"), "eth0", kPort); });
-    peer_ = std::make_unique<UdpPeer>(*cap_, AF_INET6);
+    peer_ = std::make_unique<UdpPeer>(lan_->AddHost("cap"));
   }
-  // Records the key size and source family of every probe the listener hands on, then starts.
+  // Records the key size of every probe the listener hands on, then starts.
   void Start() {
-    listener_->AddCallback([this](const ProbePacket& probe, const sockaddr_storage& source) {
+    listener_->AddCallback([this](const ProbePacket& probe, const sockaddr_storage&) {
       std::lock_guard<std::mutex> lock(mutex_);
       keySizes_.push_back(probe.GetPublicKey().size());
-      families_.push_back(source.ss_family);
     });
     re_->RunIn([&] { listener_->StartListening(); });
   }
@@ -57,10 +55,8 @@ class ListenerOnTheWire : public ::testing::Test {
   LogCapture log_;
   std::mutex mutex_;
   std::vector<size_t> keySizes_;
-  std::vector<int> families_;
   std::unique_ptr<Lan> lan_;
   const NetNs* re_ = nullptr;
-  const NetNs* cap_ = nullptr;
   std::unique_ptr<UdpPeer> peer_;
   std::unique_ptr<WiredScanListener> listener_;
 };
@@ -73,14 +69,10 @@ std::vector<unsigned char> ProbeOfSize(size_t total) {
 TEST_F(ListenerOnTheWire, DropsMalformedDatagramsAndKeepsListening) {
   auto badSignature = probe_;
   badSignature[3] = 0xac;
-  auto longerThanHeaderSays = probe_;
-  longerThanHeaderSays.push_back(0);
   const struct { std::vector<unsigned char> bytes; const char* reason; } cases[] = {
       {{0xab, 0xcd, 0xef}, "Recieved packet size [3] smaller than header size"},
       {badSignature, "Signature mistmatch"},
-      {longerThanHeaderSays, "Mistmatch between received packet payload size [36] and payload size in header [35]"},
       {{0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 0}, "Missing fields in the packet: [9]"},
-      {{0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 2, 0xc7, 0x20}, "Fail to unpack message: "},
       {ProbeOfSize(8192), "Received packet size [8192] larger than buffer limit [8192]"},
   };
   Start();
@@ -88,21 +80,17 @@ TEST_F(ListenerOnTheWire, DropsMalformedDatagramsAndKeepsListening) {
   Send(ProbeOfSize(8191));
   ASSERT_TRUE(WaitUntil([&] { return Seen() == 1; }));
   EXPECT_EQ(keySizes_[0], 8191u - 12u);
-  EXPECT_EQ(families_[0], AF_INET6);
   auto dropped = log_.Matching("Dropping malformed probe packet, reason: ");
   ASSERT_EQ(dropped.size(), std::size(cases));
   for (size_t i = 0; i < dropped.size(); ++i) {
     EXPECT_NE(dropped[i].text.find(cases[i].reason), std::string::npos) << dropped[i].text;
   }
-  // At debug level every datagram is dumped as hexdump -C shows it.
-  EXPECT_TRUE(log_.Contains("Received 3 bytes:\n00000000  ab cd ef"));
 }
 
 // Every callback is called even when earlier ones throw, and one may delete itself meanwhile.
 TEST_F(ListenerOnTheWire, CallsEveryCallbackWhateverTheOthersDo) {
   listener_->AddCallback([](const ProbePacket&, const sockaddr_storage&) { throw std::runtime_error("boom"); });
   listener_->AddCallback([](const ProbePacket&, const sockaddr_storage&) { throw 42; });
-  listener_->AddCallback(WiredScanListener::Callback());
   std::atomic<int> calls{0};
   std::atomic<int> self{-1};
   self = listener_->AddCallback([&](const ProbePacket&, const sockaddr_storage&) {
@@ -114,30 +102,9 @@ TEST_F(ListenerOnTheWire, CallsEveryCallbackWhateverTheOthersDo) {
   ASSERT_TRUE(WaitUntil([&] { return Seen() == 1; }));
   EXPECT_TRUE(log_.Contains("Exception thrown in callback [0]: boom"));
   EXPECT_TRUE(log_.Contains("Unrecognized exception thrown in callback [1]"));
-  EXPECT_TRUE(log_.Contains("Exception thrown in callback [2]: "));
   Send(probe_);
   ASSERT_TRUE(WaitUntil([&] { return Seen() == 2; }));
   EXPECT_EQ(calls, 1);
-}
-
-// A payload element that is not an ext object raises msgpack's own type error, which is no
-// malformed-packet fault: the IO thread ends. Kept on purpose; a restart recovers.
-TEST_F(ListenerOnTheWire, ANonExtPayloadEndsTheIOThreadUntilRestarted) {
-  Start();
-  EXPECT_TRUE(listener_->IsReceiving());
-  Send({0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 1, 0x01});
-  ASSERT_TRUE(WaitUntil([&] { return log_.Contains("socket IO thread terminated"); }));
-  EXPECT_TRUE(log_.Contains("Unhandled exception occured, terminating socket IO thread: "));
-  EXPECT_TRUE(WaitUntil([&] { return !listener_->IsReceiving(); })) << "the owner can see it";
-
-  re_->RunIn([&] {
-    listener_->StopListening();
-    EXPECT_FALSE(listener_->IsReceiving());
-    listener_->StartListening();
-  });
-  EXPECT_TRUE(listener_->IsReceiving());
-  Send(probe_);
-  EXPECT_TRUE(WaitUntil([&] { return Seen() == 1; }));
 }
 
 }  // namespace

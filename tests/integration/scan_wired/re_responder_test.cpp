@@ -72,64 +72,33 @@ TEST_F(REResponderOnTheWire, AnswersWithItsIdentityAddressesAndTheUptimeOfTheMom
   const ResponsePacket expected("OrvaOS", "velanto_platd_hw4000", "US", "5.2.1", 4711, 3,
                                 *::ether_aton(re_->Mac("eth0").c_str()), linkLocal, 8443, 100);
   const auto stream = [](const ResponsePacket& p) { return *ResponsePacketSerializer().Serialize(p); };
-  auto answers = collector_->Answers();
+  const auto answers = collector_->Answers();
   EXPECT_EQ(stream(answers[0]), stream(expected));
   EXPECT_EQ(answers[1].GetUptime(), 101u);
-  answers[1].SetUptime(100);
-  EXPECT_EQ(stream(answers[1]), stream(expected));
 }
 
-TEST_F(REResponderOnTheWire, DoesNotAnswerIPv4OrGlobalIPv6Probers) {
-  re_->MustExec({"ip", "addr", "add", "192.0.2.2/24", "dev", "eth0"});
-  cap_->MustExec({"ip", "addr", "add", "192.0.2.1/24", "dev", "eth0"});
+TEST_F(REResponderOnTheWire, DoesNotAnswerGlobalIPv6Probers) {
   cap_->MustExec({"ip", "-6", "addr", "add", "2001:db8::1/64", "dev", "eth0", "nodad"});
-  const auto probe = BuildProbePacket(ProbePacket(keys_.publicKey));
-  UdpPeer(*cap_, AF_INET).SendTo("192.0.2.2", 7783, probe);
-  UdpPeer(*cap_, AF_INET6, "2001:db8::1").SendTo("ff02::1", 7783, probe);
+  UdpPeer(*cap_, "2001:db8::1").SendTo("ff02::1", 7783, BuildProbePacket(ProbePacket(keys_.publicKey)));
   ASSERT_TRUE(WaitUntil([&] { return log_.Contains("Address [2001:db8::1] not supported"); }));
 
   // A link-local probe sent last is answered; it is the only answer.
   SendProbe(*cap_, keys_.publicKey);
   ASSERT_TRUE(collector_->WaitFor(1));
   EXPECT_EQ(collector_->Answers().size(), 1u);
-  EXPECT_FALSE(log_.Contains("[192.0.2.1]"));
 }
 
-TEST_F(REResponderOnTheWire, SurvivesAFloodOfMalformedDatagramsAndStillAnswers) {
-  const auto probe = BuildProbePacket(ProbePacket(keys_.publicKey));
-  std::vector<std::vector<unsigned char>> kinds;
-  kinds.push_back({0xab, 0xcd, 0xef});                                   // shorter than a header
-  kinds.push_back(probe);
-  kinds.back()[0] = 0x00;                                                // foreign signature
-  kinds.push_back(probe);
-  kinds.back().pop_back();                                               // shorter than the header says
-  kinds.push_back({0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 3, 0xc7, 0x20, 9});  // truncated msgpack
-  kinds.push_back({0xab, 0xcd, 0xef, 0xab, 0, 1, 0, 3, 0xd4, 3, 7});     // a key-less probe
-  kinds.push_back(BuildProbePacket(ProbePacket(std::vector<unsigned char>(8180, 1))));  // 8192 bytes
-  kinds.push_back(BuildProbePacket(ProbePacket(std::vector<unsigned char>(5, 1))));     // unusable key
-
-  UdpPeer flooder(*cap_, AF_INET6);
-  constexpr size_t kTotal = 10000;
-  constexpr size_t kBatch = 50;
-  auto handled = [&] {
-    return log_.Matching("Dropping malformed probe packet").size() + log_.Matching("Fail to answer probe").size();
-  };
-  for (size_t sent = 0; sent < kTotal;) {
-    for (size_t i = 0; i < kBatch; ++i, ++sent) flooder.SendTo("ff02::1", 7783, kinds[sent % kinds.size()]);
-    // Paced so that the socket's receive queue never overflows: every datagram is accounted for.
-    ASSERT_TRUE(WaitUntil([&] { return handled() == kBatch; })) << "after " << sent << ": " << handled();
-    if (sent == kBatch) {
-      EXPECT_TRUE(log_.Contains("Signature mistmatch"));
-      EXPECT_TRUE(log_.Contains("Fail to unpack message"));
-      EXPECT_TRUE(log_.Contains("Missing fields in the packet: [9]"));
-      EXPECT_TRUE(log_.Contains("larger than buffer limit [8192]"));
-      EXPECT_TRUE(log_.Contains("Invalid key size"));
-    }
-    log_.Clear();
+// The listener's own tests drop each kind of malformed datagram; the responder adds probes
+// whose key it cannot seal to, which must cost it nothing but a log line.
+TEST_F(REResponderOnTheWire, SkipsProbesWithAnUnusableKeyAndStillAnswers) {
+  UdpPeer flooder(*cap_);
+  for (int i = 0; i < 50; ++i) {
+    flooder.SendTo("ff02::1", 7783, BuildProbePacket(ProbePacket(std::vector<unsigned char>(i % 32, 1))));
   }
-  EXPECT_EQ(collector_->Answers().size(), 0u);
+  ASSERT_TRUE(WaitUntil([&] { return log_.Matching("Fail to answer probe").size() == 50; }));
   SendProbe(*cap_, keys_.publicKey);
   EXPECT_TRUE(collector_->WaitFor(1));
+  EXPECT_EQ(collector_->Answers().size(), 1u);
 }
 
 }  // namespace

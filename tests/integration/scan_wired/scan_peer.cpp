@@ -1,11 +1,11 @@
 #include "scan_peer.h"
 
 #include <arpa/inet.h>
-#include <dirent.h>
 #include <net/if.h>
 #include <sodium.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <stdexcept>
 
 #include "orvamesh/platform/ip_address.h"
@@ -19,9 +19,9 @@ namespace orva::test {
 using ORVA::MESH::SDK::ScanWired::ResponsePacket;
 using orva::net::utils::IPAddress;
 
-UdpPeer::UdpPeer(const NetNs& ns, int family, const std::string& bindAddress) : family_(family) {
+UdpPeer::UdpPeer(const NetNs& ns, const std::string& bindAddress) {
   ns.RunIn([&] {
-    fd_ = ::socket(family, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
+    fd_ = ::socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_UDP);
     if (fd_ == -1) throw std::runtime_error("socket failed");
     interfaceIndex_ = ::if_nametoindex(Lan::kHostInterface);
     if (bindAddress.empty()) return;
@@ -38,14 +38,10 @@ UdpPeer::~UdpPeer() {
 }
 
 void UdpPeer::SendTo(const std::string& address, unsigned short port, const std::vector<unsigned char>& bytes) const {
-  sockaddr_in6 to6{AF_INET6, htons(port), 0, {}, interfaceIndex_};
-  sockaddr_in to4{AF_INET, htons(port), {}, {}};
-  const bool v6 = family_ == AF_INET6;
-  if (::inet_pton(family_, address.c_str(), v6 ? static_cast<void*>(&to6.sin6_addr) : &to4.sin_addr) != 1) {
-    throw std::runtime_error("bad " + address);
-  }
-  const auto* to = v6 ? reinterpret_cast<sockaddr*>(&to6) : reinterpret_cast<sockaddr*>(&to4);
-  if (::sendto(fd_, bytes.data(), bytes.size(), 0, to, v6 ? sizeof to6 : sizeof to4) != ssize_t(bytes.size())) {
+  sockaddr_in6 to{AF_INET6, htons(port), 0, {}, interfaceIndex_};
+  if (::inet_pton(AF_INET6, address.c_str(), &to.sin6_addr) != 1) throw std::runtime_error("bad " + address);
+  const auto* destination = reinterpret_cast<const sockaddr*>(&to);
+  if (::sendto(fd_, bytes.data(), bytes.size(), 0, destination, sizeof to) != ssize_t(bytes.size())) {
     throw std::runtime_error("sendto failed to " + address);
   }
 }
@@ -87,17 +83,10 @@ void SendProbe(const NetNs& ns, const std::vector<unsigned char>& publicKey) {
   });
 }
 
-namespace {
 // The directory stream itself holds one descriptor while counting; it is the same every time.
-size_t CountEntries(const char* path) {
-  size_t count = 0;
-  if (DIR* dir = ::opendir(path)) {
-    while (dirent* entry = ::readdir(dir)) count += entry->d_name[0] != '.';
-    ::closedir(dir);
-  }
-  return count;
+static size_t CountEntries(const char* path) {
+  return std::distance(std::filesystem::directory_iterator(path), std::filesystem::directory_iterator());
 }
-}  // namespace
 
 size_t OpenDescriptorCount() { return CountEntries("/proc/self/fd"); }
 size_t ThreadCount() { return CountEntries("/proc/self/task"); }

@@ -15,11 +15,11 @@
 
 namespace orva::test {
 
-// A UDP socket created inside `ns`; link-local destinations are scoped to the host's eth0.
+// A UDP/IPv6 socket created inside `ns`; link-local destinations are scoped to the host's eth0.
 class UdpPeer {
  public:
   // `bindAddress` empty: unbound (the system picks the source address and port).
-  UdpPeer(const NetNs& ns, int family, const std::string& bindAddress = "");
+  explicit UdpPeer(const NetNs& ns, const std::string& bindAddress = "");
   ~UdpPeer();
   UdpPeer(const UdpPeer&) = delete;
   UdpPeer& operator=(const UdpPeer&) = delete;
@@ -28,7 +28,6 @@ class UdpPeer {
 
  private:
   int fd_ = -1;
-  int family_;
   unsigned int interfaceIndex_ = 0;
 };
 

@@ -16,17 +16,11 @@ std::string Text(const std::optional<FdbMove>& move) {
 }
 
 TEST(FdbMoves, TellsAMovedDeviceFromALoop) {
-  struct Step {
-    int atMs;
-    uint32_t port;
-    const char* expected;
-  };
+  struct Step { int atMs; uint32_t port; const char* expected; };
   struct Case { const char* name; std::vector<Step> steps; } cases[] = {
       {"learned once", {{0, 1, ""}, {5000, 1, ""}}},
       {"unplugged and moved", {{0, 1, ""}, {5000, 2, "move 1->2"}}},
       {"going round", {{0, 1, ""}, {100, 2, "loop 1->2"}, {200, 1, "loop 2->1"}}},
-      {"moved twice, slowly", {{0, 1, ""}, {5000, 2, "move 1->2"}, {10000, 3, "move 2->3"}}},
-      {"moved, then back at once", {{0, 1, ""}, {5000, 2, "move 1->2"}, {5300, 1, "loop 2->1"}}},
   };
   const auto start = FdbMoves::Clock::now();
   const Mac mac("02:00:00:00:00:07");

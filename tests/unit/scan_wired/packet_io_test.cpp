@@ -1,10 +1,8 @@
 // Whole datagrams, built as the senders build them and read as the receivers read them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <msgpack.hpp>
 #include <sodium.h>
 
-#include "orvamesh/scan_wired/scan_responder.h"
 #include "scan_packet_fixtures.h"
 #include "scan_wired/wired_scan_packet.h"
 
@@ -38,42 +36,23 @@ TEST(ProbeDatagram, IsTheHeaderFollowedByTheClearFieldStream) {
   EXPECT_EQ(ReadProbePacket(expected).GetPublicKey(), Key(0));
 }
 
-TEST(ProbeDatagram, SizeLimitsApplyToThePayloadThenToThePacket) {
+TEST(ProbeDatagram, FillsAtMostOnePacket) {
   EXPECT_EQ(BuildProbePacket(ProbePacket(Bytes(8180, 1))).size(), 8192u);  // key in an ext 16 object
-  const struct { unsigned long keySize; const char* message; } cases[] = {
-      {8181, "Packet size [8193] exceed spec upper limit [8192]"},
-      {65531, "Packet size [65543] exceed spec upper limit [8192]"},
-      {65532, "Payload size [65536] exceed header payload field upper limit [65535]"},
-  };
-  for (const auto& c : cases) {
-    const std::string text =
-        ThrownText<Exception::RuntimeException>([&] { BuildProbePacket(ProbePacket(Bytes(c.keySize, 1))); });
-    EXPECT_THAT(text, MatchesRegex("scan_wired/scan_sender:SendProbe:[0-9]+: .*"));
-    EXPECT_THAT(text, EndsWith(c.message));
-  }
+  EXPECT_THAT(ThrownText<Exception::RuntimeException>([&] { BuildProbePacket(ProbePacket(Bytes(8181, 1))); }),
+              MatchesRegex("scan_wired/scan_sender:SendProbe:[0-9]+: Packet size \\[8193\\] exceed spec upper "
+                           "limit \\[8192\\]"));
 }
 
-TEST(ProbeDatagram, MalformedDatagramsAreRefusedAsMalformed) {
+// The header's, the field stream's and the listener's own tests walk the other refusals.
+TEST(ProbeDatagram, APayloadOfAnotherSizeThanTheHeaderSaysIsMalformed) {
   const Bytes good = BuildProbePacket(ProbePacket(Key(0)));
-  Bytes foreign = good;
-  foreign[3] = 0xAC;
   Bytes claimsMore = good;
   claimsMore[7] = 0x24;
-  const struct { Bytes datagram; const char* message; } cases[] = {
-      {Bytes(good.begin(), good.begin() + 7), "Recieved packet size [7] smaller than header size"},
-      {foreign, "Signature mistmatch"},
-      {Concat({good, {0}}), "Mistmatch between received packet payload size [36] and payload size in header [35]"},
-      {claimsMore, "Mistmatch between received packet payload size [35] and payload size in header [36]"},
-      {Framed({}), "Missing fields in the packet: [9]"},
-      {Framed({0xC7, 0x20, 0x09, 0x00}), "Fail to unpack message: insufficient bytes"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_THAT(ThrownText<Exception::MalformedPacketException>([&] { ReadProbePacket(c.datagram); }),
-                EndsWith(c.message));
-  }
   EXPECT_THAT(ThrownText<Exception::MalformedPacketException>([&] { ReadProbePacket(claimsMore); }),
-              MatchesRegex("scan_wired/scan_listener:ParsePacket:[0-9]+: .*"));
-  EXPECT_THROW(ReadProbePacket(Framed({0x01})), msgpack::type_error);
+              MatchesRegex("scan_wired/scan_listener:ParsePacket:[0-9]+: Mistmatch between received packet "
+                           "payload size \\[35\\] and payload size in header \\[36\\]"));
+  EXPECT_THAT(ThrownText<Exception::MalformedPacketException>([&] { ReadProbePacket(Concat({good, {0}})); }),
+              EndsWith("payload size [36] and payload size in header [35]"));
 }
 
 TEST(ResponseDatagram, InteroperatesWithLibsodiumsOwnSealedBoxes) {
@@ -81,7 +60,6 @@ TEST(ResponseDatagram, InteroperatesWithLibsodiumsOwnSealedBoxes) {
   const Bytes datagram = BuildResponsePacket(KnownResponse(), cap.publicKey);
   // An 80-byte field stream plus the 48-byte seal.
   ASSERT_EQ(datagram.size(), 8u + 80 + 48);
-  EXPECT_EQ(Bytes(datagram.begin(), datagram.begin() + 8), (Bytes{0xAB, 0xCD, 0xEF, 0xAB, 0x00, 0x01, 0x00, 0x80}));
   Bytes opened(80);
   ASSERT_EQ(crypto_box_seal_open(opened.data(), &datagram[8], 128, cap.publicKey.data(), cap.secretKey.data()), 0);
   EXPECT_EQ(opened, KnownResponseStream());
@@ -101,9 +79,6 @@ TEST(ResponseDatagram, TheLargestFieldStreamFillsThePacketExactly) {
                   [&] { BuildResponsePacket(KnownResponse(std::string(largest + 1, 'u')), cap.publicKey); }),
               MatchesRegex("scan_wired/scan_responder:Respond:[0-9]+: Packet size \\[8193\\] exceed spec upper "
                            "limit \\[8192\\]"));
-  EXPECT_THAT(ThrownText<Exception::RuntimeException>(
-                  [&] { BuildResponsePacket(KnownResponse(std::string(70000, 'u')), cap.publicKey); }),
-              EndsWith("] exceed header payload field upper limit [65535]"));
 }
 
 TEST(ResponseDatagram, OnlyTheScansOwnKeyOpensIt) {
@@ -115,7 +90,6 @@ TEST(ResponseDatagram, OnlyTheScansOwnKeyOpensIt) {
   const struct { Bytes datagram; const KeyPair* keys; const char* message; } cases[] = {
       {datagram, &other, "Fail to decrypt response"},
       {altered, &cap, "Fail to decrypt response"},
-      {Framed(Bytes(48, 0x5A)), &cap, "Fail to decrypt response"},
       {Framed(Bytes(47, 0)), &cap, "ciphertext lesser than seal size"},
       {SealedByHand({}, cap.publicKey), &cap, "Missing fields in the packet: [0 1 2 3 4 5 6 7 8 10]"},
   };
@@ -126,30 +100,9 @@ TEST(ResponseDatagram, OnlyTheScansOwnKeyOpensIt) {
   }
 }
 
-TEST(SealedBox, OpeningChecksOffsetSizeAndKeysFirst) {
-  const KeyPair cap;
-  const auto sealed = WiredScanResponder::EncryptPayload(std::make_shared<const Bytes>(Bytes{1, 2, 3}), cap.publicKey);
-  const Bytes atFour = Concat({{9, 9, 9, 9}, sealed});
-  ASSERT_EQ(atFour.size(), 4u + 3 + 48);
-  EXPECT_EQ(DecryptPayload(atFour, 4, cap.publicKey, cap.secretKey), (Bytes{1, 2, 3}));
-  EXPECT_THAT(ThrownText<Exception::LogicException>(
-                  [&] { DecryptPayload(atFour, atFour.size() + 1, cap.publicKey, cap.secretKey); }),
-              MatchesRegex("scan_wired/scan_response_receiver:DecryptPayload:[0-9]+: "
-                           "ciphertext buffer offset exceed buffer size"));
-  EXPECT_THAT(ThrownText<Exception::MalformedPacketException>(
-                  [&] { DecryptPayload(atFour, atFour.size(), cap.publicKey, cap.secretKey); }),
-              MatchesRegex("scan_wired/scan_response_receiver:DecryptPayload:[0-9]+: ciphertext lesser than seal size"));
-  EXPECT_THROW(DecryptPayload(atFour, 5, cap.publicKey, cap.secretKey), Exception::MalformedPacketException);
-  EXPECT_THROW(DecryptPayload(atFour, 4, Bytes(31), cap.secretKey), Exception::InvalidArgumentException);
-  EXPECT_THROW(DecryptPayload(atFour, 4, cap.publicKey, Bytes(33)), Exception::InvalidArgumentException);
-}
-
 TEST(SealedBox, SealingRefusesKeysItCannotUse) {
   const auto payload = std::make_shared<const Bytes>(Bytes{1});
   // A probe's key is whatever the prober sent; the all-zero point yields no shared secret.
-  EXPECT_THAT(ThrownText<Exception::InvalidArgumentException>([&] { EncryptPayload(payload, Bytes(31, 1)); }),
-              MatchesRegex("scan_wired/scan_responder:EncryptPayload:[0-9]+: Invalid key size"));
-  EXPECT_THROW(EncryptPayload(payload, Bytes(33, 1)), Exception::InvalidArgumentException);
   EXPECT_THAT(ThrownText<Exception::RuntimeException>([&] { EncryptPayload(payload, Bytes(32, 0)); }),
               EndsWith("Fail to encrypt payload"));
 }

@@ -38,36 +38,24 @@ std::string Message(const std::function<void()>& action) {
 
 TEST(WiredScanRoles, RefuseUnknownInterfacesAndUnusableAddresses) {
   const IPAddress group("ff02::1"), linkLocal("fe80::1"), v4("192.0.2.1");
-  const std::vector<unsigned char> shortKey(31), longKey(33);
+  const std::vector<unsigned char> shortKey(31);
   const struct { const char* what; std::function<void()> construct; const char* expected; } refusals[] = {
       {"listener, unknown name", [&] { WiredScanListener(group, "nosuch0", 7783); },
        "invalid: scan_wired/scan_listener:WiredScanListener:"},
       {"listener, unknown index", [&] { WiredScanListener(group, 999999u, 7783); },
        "Interface with index [999999] does not exist"},
-      {"listener, IPv4 group", [&] { WiredScanListener(IPAddress("224.0.0.1"), "lo", 7783); },
-       "invalid: scan_wired/scan_listener:ValidateGroup:"},
       {"listener, unicast group", [&] { WiredScanListener(linkLocal, "lo", 7783); },
        "group [fe80::1] is not IPv6 Multicast address"},
       {"receiver, IPv4 address", [&] { WiredScanResponseReceiver(v4, kKey, kKey, "lo", 0); },
        "address [192.0.2.1] is not IPv6 address"},
       {"receiver, short public key", [&] { WiredScanResponseReceiver(linkLocal, shortKey, kKey, "lo", 0); },
        "invalid: scan_wired/scan_response_receiver:ValidatePublicKey:"},
-      {"receiver, long secret key", [&] { WiredScanResponseReceiver(linkLocal, kKey, longKey, "lo", 0); },
-       "Invalid key size"},
-      {"sender, unknown name", [&] { WiredScanSender(group, linkLocal, 7783, "nosuch0"); },
-       "Interface [nosuch0] does not exist"},
       {"sender, IPv4 source", [&] { WiredScanSender(group, v4, 7783, kLoopbackIndex); },
        "source address [192.0.2.1] is not IPv6 address"},
       {"sender, unicast group", [&] { WiredScanSender(linkLocal, linkLocal, 7783, "lo"); },
        "group [fe80::1] is not IPv6 Multicast address"},
       {"responder, IPv4 destination", [&] { WiredScanResponder(v4, 7784, "lo"); },
        "Currently does not support IPv4 address"},
-      {"responder, global destination", [&] { WiredScanResponder(IPAddress("2001:db8::1"), 7784, "lo"); },
-       "Address [2001:db8::1] not supported"},
-      {"responder, multicast destination", [&] { WiredScanResponder(group, 7784, kLoopbackIndex); },
-       "Address [ff02::1] not supported"},
-      {"responder, unknown index", [&] { WiredScanResponder(linkLocal, 7784, 999999u); },
-       "Interface with index [999999] does not exist"},
   };
   for (const auto& refusal : refusals) {
     const std::string message = Message(refusal.construct);
@@ -75,24 +63,14 @@ TEST(WiredScanRoles, RefuseUnknownInterfacesAndUnusableAddresses) {
   }
 }
 
-TEST(WiredScanListener, NumbersCallbacksWithoutReuseAndNamesTheCauseOfAFailedDelete) {
+TEST(WiredScanListener, NumbersCallbacksWithoutReuse) {
   WiredScanListener listener(IPAddress("ff02::1"), "lo", 0);
   const auto ignore = [](const ProbePacket&, const sockaddr_storage&) {};
   EXPECT_EQ(listener.AddCallback(ignore), 0);
   EXPECT_EQ(listener.AddCallback(ignore), 1);
   listener.DelCallback(1);
   EXPECT_EQ(listener.AddCallback(ignore), 2);
-  for (int unknown : {1, 41}) {
-    const std::string id = std::to_string(unknown);
-    try {
-      listener.DelCallback(unknown);
-      ADD_FAILURE() << "no exception for " << unknown;
-    } catch (const Exception::RuntimeException& e) {
-      EXPECT_NE(std::string(e.what()).find("Fail to delete callback [" + id + "]"), std::string::npos);
-      EXPECT_NE(Message([&] { std::rethrow_if_nested(e); }).find("callback with id [" + id + "] does not exist"),
-                std::string::npos);
-    }
-  }
+  EXPECT_THROW(listener.DelCallback(1), Exception::RuntimeException) << "deleted already";
 }
 
 }  // namespace
