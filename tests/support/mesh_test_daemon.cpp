@@ -153,18 +153,11 @@ void MeshTestDaemon::SetReply(const std::string& method, GVariant* reply) {
   slot = reply;
 }
 
-GVariant* MeshTestDaemon::LastArguments(const std::string& method) const {
+Dbus::GVariantWrapper MeshTestDaemon::LastByteArgument(const std::string& method) const {
   std::lock_guard<std::mutex> lock(mutex_);
   auto it = arguments_.find(method);
-  return it == arguments_.end() ? nullptr : g_variant_ref(it->second);
-}
-
-Dbus::GVariantWrapper MeshTestDaemon::LastByteArgument(const std::string& method) const {
-  GVariant* arguments = LastArguments(method);
-  if (arguments == nullptr) return Dbus::GVariantWrapper();
-  Dbus::GVariantWrapper first(g_variant_get_child_value(arguments, 0));
-  g_variant_unref(arguments);
-  return first;
+  if (it == arguments_.end()) return Dbus::GVariantWrapper();
+  return Dbus::GVariantWrapper(g_variant_get_child_value(it->second, 0));
 }
 
 int MeshTestDaemon::Calls(const std::string& method) const {

@@ -6,7 +6,7 @@
 //
 // Every method answers with the reply the test set for it (SetReply), or with an empty reply
 // when the method has no output. The daemon keeps the last arguments of each method
-// (LastArguments) and can be told to refuse every call with a mesh error code, to fail with an
+// (LastByteArgument) and can be told to refuse every call with a mesh error code, to fail with an
 // error of a foreign domain, or to answer byte-array outputs with undecodable bytes.
 #include <gio/gio.h>
 
@@ -46,8 +46,6 @@ class MeshTestDaemon {
     auto bytes = ORVA::MESH::SDK::Dbus::ObjectToGVariant(value);
     SetReply(method, g_variant_new("(@ay)", bytes.GetGVariant()));
   }
-  // The arguments tuple of the last call of `method`, or null (a new reference).
-  GVariant* LastArguments(const std::string& method) const;
   // The first argument of the last call, when it is a byte array.
   ORVA::MESH::SDK::Dbus::GVariantWrapper LastByteArgument(const std::string& method) const;
   int Calls(const std::string& method) const;

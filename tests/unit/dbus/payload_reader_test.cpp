@@ -5,7 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <boost/archive/archive_exception.hpp>
+#include <optional>
 #include <string>
 
 #include "dbus/payload_iarchive.h"
@@ -22,9 +23,8 @@ using Dbus::Detail::PayloadReader;
 namespace sample = orva::test::sample;
 
 static_assert(DirectlyReadable<NodeInfoMap>::value && DirectlyReadable<NodeIdList>::value &&
-              DirectlyReadable<ScanResult>::value && DirectlyReadable<SystemUtilizationMap>::value &&
-              DirectlyReadable<DevicesMap>::value && DirectlyReadable<MeshTopologyMap>::value &&
-              DirectlyReadable<NodeCapabilityList>::value && DirectlyReadable<SystemUpdateProgress>::value);
+              DirectlyReadable<ScanResult>::value && DirectlyReadable<DevicesMap>::value &&
+              DirectlyReadable<MeshTopologyMap>::value && DirectlyReadable<SystemUpdateProgress>::value);
 // LedConfig reads itself through a free function the direct reader does not know.
 static_assert(!DirectlyReadable<LedConfigMap>::value && !DirectlyReadable<std::vector<bool>>::value);
 
@@ -53,11 +53,8 @@ TEST(DirectPayloadReader, ReadsEveryShapeItClaimsExactlyAsTheArchiveDoes) {
   nodes[7].mac = Mac("not a mac");
   nodes[8].addresses.clear();
   ExpectReadDirectlyAsTheArchiveDoes(nodes);
-  ExpectReadDirectlyAsTheArchiveDoes(NodeInfoMap{});
   ExpectReadDirectlyAsTheArchiveDoes(sample::Scan());
-  ExpectReadDirectlyAsTheArchiveDoes(sample::Setup());
   ExpectReadDirectlyAsTheArchiveDoes(sample::Update());
-  ExpectReadDirectlyAsTheArchiveDoes(sample::Join());
   ExpectReadDirectlyAsTheArchiveDoes(MeshTopologyMap{{"wired", {{sample::MacNo(1), sample::MacNo(2)}}}, {"none", {}}});
   ExpectReadDirectlyAsTheArchiveDoes(NodeIdList{1, 2, 0xffffffffu});
   ExpectReadDirectlyAsTheArchiveDoes(NodeCapabilityList{{3, {"ledSchedule", "customTopology"}}, {4, {}}});
@@ -66,10 +63,14 @@ TEST(DirectPayloadReader, ReadsEveryShapeItClaimsExactlyAsTheArchiveDoes) {
   ExpectReadDirectlyAsTheArchiveDoes(std::vector<std::map<NodeId, uint8_t>>{{}, {{1, 100}, {2, 0}}});
 }
 
-TEST(DirectPayloadReader, GivesUpOnEveryCutOfAPayloadInsteadOfReturningPartOfIt) {
+// At every cut the reader gives up rather than return part of a payload, and the client's
+// decoder then fails as the archive does.
+TEST(DirectPayloadReader, GivesUpOnEveryCutOfAPayloadAndTheArchiveRefusesIt) {
   const std::string full = BytesOf(Dbus::ObjectToGVariant(sample::Nodes(3)));
   for (std::size_t cut = 0; cut < full.size(); ++cut) {
     EXPECT_THROW(ReadDirectly<NodeInfoMap>(full.substr(0, cut)), PayloadReader::GiveUp) << cut;
+    EXPECT_THROW(Dbus::Detail::DecodePayload<NodeInfoMap>(Dbus::BytesToGVariant(full.substr(0, cut))),
+                 boost::archive::archive_exception) << cut;
   }
 }
 
@@ -78,32 +79,30 @@ TEST(DirectPayloadReader, GivesUpOnEveryCutOfAPayloadInsteadOfReturningPartOfIt)
 // returns whatever the archive makes of the bytes, success or refusal.
 TEST(DirectPayloadReader, LeavesVersionedOrTrackedClassesToTheArchive) {
   const std::string plain = BytesOf(Dbus::ObjectToGVariant(sample::Nodes(2)));
-  for (const auto& [offset, byte] : {std::pair<std::size_t, char>{1, '\x01'}, {0, '\x01'}}) {
+  for (std::size_t offset : {0, 1}) {  // the map's tracking byte, then its version
     std::string bytes = plain;
-    bytes[offset] = byte;
-    SCOPED_TRACE(offset);
-    EXPECT_THROW(ReadDirectly<NodeInfoMap>(bytes), PayloadReader::GiveUp);
+    bytes[offset] = '\x01';
+    EXPECT_THROW(ReadDirectly<NodeInfoMap>(bytes), PayloadReader::GiveUp) << offset;
     const Dbus::GVariantWrapper payload = Dbus::BytesToGVariant(bytes);
-    NodeInfoMap archive;
+    std::optional<NodeInfoMap> archive, client;  // empty when refused
     try {
       archive = Dbus::GVariantToObject<NodeInfoMap>(payload);
     } catch (const std::exception&) {
-      EXPECT_ANY_THROW(Dbus::Detail::DecodePayload<NodeInfoMap>(payload));
-      continue;
     }
-    EXPECT_EQ(Dbus::Detail::DecodePayload<NodeInfoMap>(payload), archive);
+    try {
+      client = Dbus::Detail::DecodePayload<NodeInfoMap>(payload);
+    } catch (const std::exception&) {
+    }
+    EXPECT_EQ(client, archive) << offset;
   }
 }
 
 TEST(DirectPayloadReader, KeepsTheFirstValueOfAKeyThatComesTwiceAsTheArchiveDoes) {
-  std::string bytes = BytesOf(Dbus::ObjectToGVariant(std::map<NodeId, uint8_t>{{1, 10}, {2, 20}}));
-  // The entries are the last ten bytes: key 1, value 10, key 2, value 20 (with their sizes).
-  const std::size_t second = bytes.size() - 5;
-  bytes[second] = '\x01';
-  const Dbus::GVariantWrapper payload = Dbus::BytesToGVariant(bytes);
-  const auto expected = Dbus::GVariantToObject<std::map<NodeId, uint8_t>>(payload);
-  ASSERT_EQ(expected, (std::map<NodeId, uint8_t>{{1, 10}}));
-  EXPECT_EQ((ReadDirectly<std::map<NodeId, uint8_t>>(bytes)), expected);
+  using Levels = std::map<NodeId, uint8_t>;
+  std::string bytes = BytesOf(Dbus::ObjectToGVariant(Levels{{1, 10}, {2, 20}}));
+  bytes[bytes.size() - 5] = '\x01';  // the second entry's key (four bytes, then its value) becomes 1
+  EXPECT_EQ(Dbus::GVariantToObject<Levels>(Dbus::BytesToGVariant(bytes)), (Levels{{1, 10}}));
+  EXPECT_EQ(ReadDirectly<Levels>(bytes), (Levels{{1, 10}}));
 }
 
 }  // namespace

@@ -64,18 +64,6 @@ TEST(ObjectToGVariant, EqualsTheValueBuiltByteByByte) {
   EXPECT_STREQ(g_variant_get_type_string(direct.GetGVariant()), "ay");
 }
 
-// Both readers, cut at every seventh byte and one short of the end.
-TEST(PayloadReader, TruncatedBytesFailWithTheArchiveExceptionInBothReaders) {
-  const std::string full = BytesOf(ObjectToGVariant(sample::Nodes(2)));
-  std::vector<std::size_t> cuts{full.size() - 1};
-  for (std::size_t cut = 0; cut < full.size(); cut += 7) cuts.push_back(cut);
-  for (std::size_t cut : cuts) {
-    const GVariantWrapper truncated = BytesToGVariant(full.substr(0, cut));
-    EXPECT_THROW(Dbus::Detail::DecodePayload<Client::NodeInfoMap>(truncated), boost::archive::archive_exception) << cut;
-    EXPECT_THROW(GVariantToObject<Client::NodeInfoMap>(truncated), boost::archive::archive_exception) << cut;
-  }
-}
-
 TEST(PayloadReader, ACountBeyondTheBytesLeftFailsBeforeAnythingIsAllocated) {
   // A vector of node ids claiming 2^40 elements, then four bytes.
   std::string bytes(8, '\0');

@@ -3,9 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <boost/archive/binary_iarchive.hpp>
-#include <boost/archive/binary_oarchive.hpp>
-#include <boost/serialization/map.hpp>
 #include <map>
 #include <regex>
 #include <sstream>
@@ -51,17 +48,6 @@ TEST(MacValue, PrintsLowerCaseOrdersByOctetsAndKeepsUnparsableText) {
   const Mac bad("not a mac");
   EXPECT_FALSE(bad.IsValid());
   EXPECT_EQ(bad.ToString(), "not a mac");
-}
-
-TEST(MacValue, RoundTripsThroughBinaryArchivesAsAMapKey) {
-  const std::map<Mac, Mac> topology{{Mac("00:24:e7:01:02:03"), Mac("16:24:e7:01:02:03")},
-                                    {Mac("84:3a:5b:aa:bb:cc"), Mac("bogus")}};
-  std::stringstream buffer;
-  boost::archive::binary_oarchive(buffer, boost::archive::no_header) << topology;
-  std::map<Mac, Mac> back;
-  boost::archive::binary_iarchive(buffer, boost::archive::no_header) >> back;
-  EXPECT_EQ(back, topology);
-  EXPECT_FALSE(back.at(Mac("84:3a:5b:aa:bb:cc")).IsValid());
 }
 
 TEST(MacValue, ToEtherAddrGivesTheOctetsAndThrowsForNoAddress) {

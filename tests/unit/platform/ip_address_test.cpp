@@ -50,15 +50,6 @@ TEST(IPAddress, RefusesTextThatIsNoNumericAddress) {
               testing::ContainsRegex(": Ill-formed IP address \\[fe80::zz\\]$"));
 }
 
-TEST(IPAddress, GivesSixteenBytesForEveryNonEmptyAddress) {
-  in6_addr bytes{};
-  ASSERT_TRUE(IPAddress("fe80::224:e7ff:fe01:203").ToIn6Addr(bytes));
-  EXPECT_EQ(IPAddress(bytes).ToString(), "fe80::224:e7ff:fe01:203");
-  ASSERT_TRUE(IPAddress("192.0.2.7").ToIn6Addr(bytes));
-  EXPECT_EQ(IPAddress(bytes).ToString(), "::ffff:192.0.2.7");
-  EXPECT_FALSE(IPAddress().ToIn6Addr(bytes));
-}
-
 TEST(IPAddressZone, QualifiesOnlyLinkLocalIPv6WithTheIndexOfAnInterfaceThatExists) {
   const std::string lo = std::to_string(if_nametoindex("lo"));
   EXPECT_EQ(IPAddress("169.254.0.1").AppendIPv6LinkLocalIndex("lo"), "169.254.0.1");
