@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <exception>
 #include <memory>
 
 namespace ORVA::MESH::SDK::Upgrade {
@@ -12,11 +13,18 @@ namespace {
 struct Transfer {
   const std::function<bool(const char*, size_t)>* sink;
   HttpGetResult* result;
+  std::exception_ptr failure;  // thrown by the sink; rethrown once libcurl has returned
 };
 
 size_t OnBody(char* data, size_t size, size_t count, void* user) {
   auto* transfer = static_cast<Transfer*>(user);
-  return (*transfer->sink)(data, size * count) ? size * count : 0;
+  // An exception must not unwind through libcurl's C frames: it ends the transfer instead.
+  try {
+    return (*transfer->sink)(data, size * count) ? size * count : 0;
+  } catch (...) {
+    transfer->failure = std::current_exception();
+    return 0;
+  }
 }
 
 size_t OnHeader(char* data, size_t size, size_t count, void* user) {
@@ -44,7 +52,7 @@ HttpGetResult HttpGet(const std::string& url, const HttpGetOptions& options,
     result.error = "cannot create an HTTP handle";
     return result;
   }
-  Transfer transfer{&sink, &result};
+  Transfer transfer{&sink, &result, nullptr};
   char errorText[CURL_ERROR_SIZE] = {};
   CURL* h = curl.get();
   curl_easy_setopt(h, CURLOPT_URL, url.c_str());
@@ -63,6 +71,7 @@ HttpGetResult HttpGet(const std::string& url, const HttpGetOptions& options,
   const std::string range = std::to_string(options.rangeStart) + "-";
   if (options.rangeStart > 0) curl_easy_setopt(h, CURLOPT_RANGE, range.c_str());
   const CURLcode code = curl_easy_perform(h);
+  if (transfer.failure) std::rethrow_exception(transfer.failure);
   curl_easy_getinfo(h, CURLINFO_RESPONSE_CODE, &result.status);
   if (code != CURLE_OK) result.error = errorText[0] != '\0' ? errorText : curl_easy_strerror(code);
   return result;

@@ -20,7 +20,8 @@ struct HttpGetResult {
   std::string error;                           // empty when the transfer completed
 };
 
-// `sink` gets each piece of the body; returning false aborts the transfer.
+// `sink` gets each piece of the body; returning false aborts the transfer, and an exception it
+// throws aborts it too and comes out of HttpGet.
 HttpGetResult HttpGet(const std::string& url, const HttpGetOptions& options,
                       const std::function<bool(const char*, size_t)>& sink);
 

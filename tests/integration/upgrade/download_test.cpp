@@ -3,6 +3,8 @@
 #include <json/json.h>
 #include <sodium.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -184,6 +186,15 @@ TEST_F(UpdateServerTest, RefusesAnImageTheDiskCannotHoldBeforeFetchingIt) {
   EXPECT_TRUE(Requests().empty());
   EXPECT_EQ(::access((small + "/" + sha256_ + ".part").c_str(), F_OK), -1);
   ::umount2(small.c_str(), MNT_DETACH);
+  // A disk that fills up while the image arrives ends the download with the write's error.
+  rlimit saved{};
+  ::getrlimit(RLIMIT_FSIZE, &saved);
+  const rlimit oneMiB{1 << 20, saved.rlim_max};
+  ::signal(SIGXFSZ, SIG_IGN);
+  ::setrlimit(RLIMIT_FSIZE, &oneMiB);
+  EXPECT_THAT(ThrownText<DownloadException>([&] { ImageDownloader(Options()).Download(Entry("plain")); }),
+              testing::HasSubstr("cannot write the image"));
+  ::setrlimit(RLIMIT_FSIZE, &saved);
 }
 
 TEST_F(UpdateServerTest, TheToolChecksDownloadsAndSaysWhenNothingIsNewer) {
