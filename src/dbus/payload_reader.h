@@ -106,7 +106,7 @@ class PayloadReader {
     return taken;
   }
 
-  // Every element takes at least one byte, so a count beyond what is left is a lie.
+  // Every element (or character) takes at least one byte, so a count beyond what is left is a lie.
   std::size_t Count() {
     const auto count = Number<uint64_t>();
     if (count > bytes_.size()) throw GiveUp{};
@@ -128,11 +128,7 @@ class PayloadReader {
     }
   }
 
-  void ReadObject(std::string& text) {
-    const auto length = Number<uint64_t>();
-    if (length > bytes_.size()) throw GiveUp{};
-    text.assign(Take(static_cast<std::size_t>(length)));
-  }
+  void ReadObject(std::string& text) { text.assign(Take(Count())); }
 
   void ReadObject(Mac& mac) { mac.serialize(*this, 0); }
 

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <condition_variable>
-#include <deque>
 #include <memory>
 #include <mutex>
 
@@ -93,13 +92,16 @@ void SyncDirectory(const std::string& directory) {
 }
 
 // Writes the image in blocks of 256 KiB rather than in the TLS records it arrives in (a
-// sixteenth of the system calls), and hashes each written block on a thread of its own, so that
-// on a router with a second core the SHA-256 of a firmware image costs no download time. The
-// blocks go round a ring of four, in order: a hasher that falls behind holds the receiver back
-// instead of letting memory grow.
+// sixteenth of the system calls), starts their writeback as they go (the image must be on the
+// disk before it is renamed into place, and this leaves the final fsync little to wait for),
+// and hashes each written block on a thread of its own, so that on a router with a second core
+// the SHA-256 of a firmware image costs no download time. The blocks go round a ring of four,
+// in order: a hasher that falls behind holds the receiver back instead of letting memory grow.
 class ImageWriter {
  public:
-  ImageWriter(int fd, EVP_MD_CTX* digest) : fd_(fd), digest_(digest) {
+  // `offset`: where the file ends, which is where the first block goes.
+  ImageWriter(int fd, uint64_t offset, EVP_MD_CTX* digest)
+      : fd_(fd), digest_(digest), written_(offset), synced_(offset) {
     for (auto& block : ring_) block.reserve(kBlock);
     errno = Utils::CreatePThread(&thread_, &Entry, this, false, 0);
     ORVA_THROW_ERRNO_IF(errno != 0, DownloadException, "cannot start the digest thread");
@@ -130,7 +132,6 @@ class ImageWriter {
   void Flush() {
     if (!ring_[filling_].empty()) HandOver();
   }
-  uint64_t Written() const { return written_; }
 
   // Returns once every byte added so far is in the file and in the digest.
   void Wait() {
@@ -142,6 +143,7 @@ class ImageWriter {
  private:
   static constexpr size_t kBlock = 256 * 1024;
   static constexpr size_t kRing = 4;
+  static constexpr uint64_t kWritebackStep = 1 << 20;
   enum class State { kRunning, kStopping };
 
   // Passes the block being filled to the hasher and moves to the next one, once the hasher
@@ -149,6 +151,11 @@ class ImageWriter {
   void HandOver() {
     WriteAll(fd_, ring_[filling_].data(), ring_[filling_].size());
     written_ += ring_[filling_].size();
+    if (written_ - synced_ >= kWritebackStep) {
+      ::sync_file_range(fd_, static_cast<off_t>(synced_), static_cast<off_t>(written_ - synced_),
+                        SYNC_FILE_RANGE_WRITE);
+      synced_ = written_;
+    }
     std::unique_lock<std::mutex> lock(mutex_);
     ++queued_;
     changed_.notify_all();
@@ -180,7 +187,8 @@ class ImageWriter {
 
   int fd_;
   EVP_MD_CTX* digest_;
-  uint64_t written_ = 0;
+  uint64_t written_;  // the file's end, written from the receiving thread only
+  uint64_t synced_;   // where the writeback started last
   std::string ring_[kRing];
   size_t filling_ = 0;  // only the receiving thread touches it
   std::mutex mutex_;
@@ -194,24 +202,11 @@ class ImageWriter {
 // size the feed announced.
 struct Attempt {
   const FeedEntry& entry;
-  int fd;
   ImageWriter& writer;
-  uint64_t start;
   uint64_t have;
   const DownloadOptions& options;
   bool overrun = false;
   std::string failure;
-  uint64_t flushed = 0;
-
-  // The image must be on the disk before it is renamed into place; starting the writeback as
-  // the bytes arrive leaves the final fsync little to wait for.
-  void StartWriteback() {
-    constexpr uint64_t kStep = 1 << 20;
-    const uint64_t written = start + writer.Written();
-    if (written - flushed < kStep) return;
-    ::sync_file_range(fd, static_cast<off_t>(flushed), static_cast<off_t>(written - flushed), SYNC_FILE_RANGE_WRITE);
-    flushed = written;
-  }
 
   bool Sink(const char* data, size_t size) {
     if (have + size > entry.size) {
@@ -220,7 +215,6 @@ struct Attempt {
     }
     writer.Add(data, size);
     have += size;
-    StartWriteback();
     if (options.progress) options.progress(have, entry.size);
     return !overrun;
   }
@@ -273,8 +267,8 @@ std::string ImageDownloader::Download(const FeedEntry& entry) const {
   HashExisting(fd.Get(), have, digest.get());
 
   const Deadline deadline(options_.deadline);
-  ImageWriter writer(fd.Get(), digest.get());
-  Attempt attempt{entry, fd.Get(), writer, have, have, options_, false, {}, have};
+  ImageWriter writer(fd.Get(), have, digest.get());
+  Attempt attempt{entry, writer, have, options_, false, {}};
   for (unsigned i = 0; i <= options_.attempts && attempt.have < entry.size && !attempt.overrun; ++i) {
     if (deadline.Expired()) break;
     attempt.failure.clear();

@@ -11,7 +11,6 @@
 
 #include "dbus/payload_iarchive.h"
 #include "orvamesh/client/mesh_records.h"
-#include "orvamesh/dbus/mesh_gdbus_serialize.h"
 #include "support/mesh_samples.h"
 
 namespace {
@@ -25,12 +24,6 @@ namespace sample = orva::test::sample;
 static_assert(DirectlyReadable<NodeInfoMap>::value && DirectlyReadable<NodeIdList>::value &&
               DirectlyReadable<ScanResult>::value && DirectlyReadable<DevicesMap>::value &&
               DirectlyReadable<MeshTopologyMap>::value && DirectlyReadable<SystemUpdateProgress>::value);
-// LedConfig reads itself through a free function the direct reader does not know.
-static_assert(!DirectlyReadable<LedConfigMap>::value && !DirectlyReadable<std::vector<bool>>::value);
-
-std::string BytesOf(const Dbus::GVariantWrapper& payload) {
-  return std::string(Dbus::GVariantAYUnwrapper(payload).View());
-}
 
 template <typename T>
 T ReadDirectly(const std::string& bytes) {
@@ -43,7 +36,8 @@ template <typename T>
 void ExpectReadDirectlyAsTheArchiveDoes(const T& value) {
   const Dbus::GVariantWrapper payload = Dbus::ObjectToGVariant(value);
   T direct{};
-  ASSERT_NO_THROW(direct = ReadDirectly<T>(BytesOf(payload))) << "the reader gave up on its own kind of payload";
+  ASSERT_NO_THROW(direct = ReadDirectly<T>(Dbus::GVariantAYUnwrapper(payload).Unwrap()))
+      << "the reader gave up on its own kind of payload";
   EXPECT_EQ(direct, Dbus::GVariantToObject<T>(payload));
   EXPECT_EQ(direct, value);
 }
@@ -66,7 +60,7 @@ TEST(DirectPayloadReader, ReadsEveryShapeItClaimsExactlyAsTheArchiveDoes) {
 // At every cut the reader gives up rather than return part of a payload, and the client's
 // decoder then fails as the archive does.
 TEST(DirectPayloadReader, GivesUpOnEveryCutOfAPayloadAndTheArchiveRefusesIt) {
-  const std::string full = BytesOf(Dbus::ObjectToGVariant(sample::Nodes(3)));
+  const std::string full = Dbus::GVariantAYUnwrapper(Dbus::ObjectToGVariant(sample::Nodes(3))).Unwrap();
   for (std::size_t cut = 0; cut < full.size(); ++cut) {
     EXPECT_THROW(ReadDirectly<NodeInfoMap>(full.substr(0, cut)), PayloadReader::GiveUp) << cut;
     EXPECT_THROW(Dbus::Detail::DecodePayload<NodeInfoMap>(Dbus::BytesToGVariant(full.substr(0, cut))),
@@ -78,7 +72,7 @@ TEST(DirectPayloadReader, GivesUpOnEveryCutOfAPayloadAndTheArchiveRefusesIt) {
 // A writer that versions or tracks the class is the archive's business; the client then
 // returns whatever the archive makes of the bytes, success or refusal.
 TEST(DirectPayloadReader, LeavesVersionedOrTrackedClassesToTheArchive) {
-  const std::string plain = BytesOf(Dbus::ObjectToGVariant(sample::Nodes(2)));
+  const std::string plain = Dbus::GVariantAYUnwrapper(Dbus::ObjectToGVariant(sample::Nodes(2))).Unwrap();
   for (std::size_t offset : {0, 1}) {  // the map's tracking byte, then its version
     std::string bytes = plain;
     bytes[offset] = '\x01';
@@ -99,7 +93,7 @@ TEST(DirectPayloadReader, LeavesVersionedOrTrackedClassesToTheArchive) {
 
 TEST(DirectPayloadReader, KeepsTheFirstValueOfAKeyThatComesTwiceAsTheArchiveDoes) {
   using Levels = std::map<NodeId, uint8_t>;
-  std::string bytes = BytesOf(Dbus::ObjectToGVariant(Levels{{1, 10}, {2, 20}}));
+  std::string bytes = Dbus::GVariantAYUnwrapper(Dbus::ObjectToGVariant(Levels{{1, 10}, {2, 20}})).Unwrap();
   bytes[bytes.size() - 5] = '\x01';  // the second entry's key (four bytes, then its value) becomes 1
   EXPECT_EQ(Dbus::GVariantToObject<Levels>(Dbus::BytesToGVariant(bytes)), (Levels{{1, 10}}));
   EXPECT_EQ(ReadDirectly<Levels>(bytes), (Levels{{1, 10}}));
