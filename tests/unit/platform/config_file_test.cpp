@@ -38,6 +38,7 @@ TEST(KeyValueFile, ReadsTopLevelKeysTheWayTheRoutersFilesWriteThem) {
   EXPECT_EQ(Get(path, "ten", 10).first, -1) << "no room for the terminator";
   EXPECT_EQ(Get(path, "ten", 11), std::make_pair(10, std::string("0123456789")));
   EXPECT_EQ(Get(dir.Path(), "k").first, -1) << "a directory is no file";
+  EXPECT_EQ(Get("/dev/null", "k").first, -1) << "nor is a device, which could block or never end";
 }
 
 TEST(KeyValueFile, SetAndRemoveLeaveEveryOtherLineAsItWasAndRefuseWhatWouldBreakTheLineFormat) {
@@ -85,13 +86,13 @@ TEST(SectionFile, KeepsSectionKeysInsideTheirSectionAndEnumeratesThemInFileOrder
   EXPECT_STREQ(buffer, "1,2");
   EXPECT_EQ(FileGetSectionValue(path, "STEERALG", "VlanIds", buffer, sizeof buffer), 0);
   EXPECT_EQ(Get(path, "Keep").first, 0) << "section keys are not top-level";
-  path = dir.WriteFile("lbd.conf", "top=1\n[WLANIF2G]\n; comment\nb=2\na=\"1\"\n[ EMPTY ]\n[BANDMON]\nx=\n");
+  path = dir.WriteFile("lbd.conf", "top=1\n[WLANIF2G]\n; c=1\n=orphan\nb=2\na=\"1\"\nq=\"\n[ EMPTY ]\n[BANDMON]\nx=\n");
   std::vector<std::string> sections;
   ASSERT_EQ(FileListSections(path, sections), 0);
   EXPECT_EQ(sections, (std::vector<std::string>{"WLANIF2G", "EMPTY", "BANDMON"}));
   std::vector<std::pair<std::string, std::string>> entries;
   ASSERT_EQ(FileGetSection(path, "WLANIF2G", entries), 0);
-  EXPECT_EQ(entries, (decltype(entries){{"b", "2"}, {"a", "1"}}));
+  EXPECT_EQ(entries, (decltype(entries){{"b", "2"}, {"a", "1"}, {"q", "\""}}));
   ASSERT_EQ(FileGetSection(path, "BANDMON", entries), 0);
   EXPECT_EQ(entries, (decltype(entries){{"x", ""}}));
   EXPECT_EQ(FileGetSection(path, "STAMON", entries), -1);
