@@ -102,7 +102,7 @@ auto MeshGDBusClient::Method(ProxyCall proxyCall) {
   return [this, proxyCall](const auto&... in) {
     const auto wire = std::make_tuple(ToWire(in)...);
     Answer<Return> answer;
-    const ERROR_CODE code = Call([&](OrvaMesh* proxy, GCancellable* cancellable, GError** error) {
+    const ERROR_CODE code = this->Call([&](OrvaMesh* proxy, GCancellable* cancellable, GError** error) {
       return std::apply(
           [&](const auto&... args) {
             return std::apply([&](auto... slots) { return proxyCall(proxy, Raw(args)..., slots..., cancellable, error); },

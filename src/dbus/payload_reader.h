@@ -162,7 +162,7 @@ class PayloadReader {
 
   template <typename T>
   void ReadObject(T& record) {
-    std::apply([this](auto&... field) { (Read(field), ...); }, T::Fields(record));
+    std::apply([this](auto&... field) { (this->Read(field), ...); }, T::Fields(record));
   }
 
   std::string_view bytes_;
