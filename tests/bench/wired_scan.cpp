@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +38,38 @@ double g_cryptoMedianUs = 0;
 double Median(std::vector<double> values) {
   std::sort(values.begin(), values.end());
   return values.empty() ? 0 : values[values.size() / 2];
+}
+
+template <typename F>
+double MicrosecondsOf(F&& run) {
+  const auto start = Clock::now();
+  run();
+  return std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+}
+
+// Times `once` per iteration (it returns its own time in microseconds, or a negative number when
+// it failed, which `failure` explains) and returns the median.
+double MedianOf(benchmark::State& state, const std::function<double()>& once, const char* failure = "") {
+  std::vector<double> samples;
+  for (auto _ : state) {
+    const double us = once();
+    if (us < 0) {
+      state.SkipWithError(failure);
+      break;
+    }
+    samples.push_back(us);
+    state.SetIterationTime(us / 1e6);
+  }
+  const double median = Median(samples);
+  state.counters["median_us"] = median;
+  return median;
+}
+
+// One RE's answer before sealing.
+std::shared_ptr<const std::vector<unsigned char>> AnswerStream() {
+  ether_addr mac{{0x02, 0x24, 0xe7, 1, 2, 3}};
+  ResponsePacket response("OrvaOS", "velanto_platb_hm2000", "SN0", "5.2.0", 1, 0, mac, in6_addr{}, 443, 1234);
+  return ResponsePacketSerializer().Serialize(response);
 }
 
 struct Segment {
@@ -70,55 +103,37 @@ struct Segment {
 std::unique_ptr<Segment> g_segment;
 
 void BM_ScanUntilAll16Present(benchmark::State& state) {
-  std::vector<double> samples;
-  for (auto _ : state) {
+  auto once = [] {
     double us = 0;
     g_segment->cap->RunIn([&] {
-      const auto start = Clock::now();
-      g_segment->scan->StartScan();
-      while (g_segment->scan->GetScanResult().size() < kREs) {
-        if (Clock::now() - start > std::chrono::seconds(5)) break;
-        std::this_thread::sleep_for(std::chrono::microseconds(20));
-      }
-      us = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+      us = MicrosecondsOf([] {
+        const auto start = Clock::now();
+        g_segment->scan->StartScan();
+        while (g_segment->scan->GetScanResult().size() < kREs && Clock::now() - start < std::chrono::seconds(5)) {
+          std::this_thread::sleep_for(std::chrono::microseconds(20));
+        }
+      });
       g_segment->scan->StopScan();
     });
-    if (g_segment->scan->GetScanResult().size() < kREs) {
-      state.SkipWithError("not every RE answered within 5 s");
-      break;
-    }
-    samples.push_back(us);
-    state.SetIterationTime(us / 1e6);
-  }
-  g_scanMedianUs = Median(samples);
-  state.counters["median_us"] = g_scanMedianUs;
+    return g_segment->scan->GetScanResult().size() < kREs ? -1 : us;
+  };
+  g_scanMedianUs = MedianOf(state, once, "not every RE answered within 5 s");
 }
 
 void BM_Open16SealedAnswers(benchmark::State& state) {
-  if (sodium_init() < 0) {
-    state.SkipWithError("libsodium");
-    return;
-  }
   std::vector<unsigned char> pk(crypto_box_PUBLICKEYBYTES), sk(crypto_box_SECRETKEYBYTES);
   crypto_box_keypair(pk.data(), sk.data());
-  ether_addr mac{{0x02, 0x24, 0xe7, 1, 2, 3}};
-  ResponsePacket response("OrvaOS", "velanto_platb_hm2000", "SN0", "5.2.0", 1, 0, mac, in6_addr{}, 443, 1234);
-  const auto stream = ResponsePacketSerializer().Serialize(response);
+  const auto stream = AnswerStream();
   std::vector<std::vector<unsigned char>> sealed(kREs, std::vector<unsigned char>(stream->size() + crypto_box_SEALBYTES));
   for (auto& box : sealed) crypto_box_seal(box.data(), stream->data(), stream->size(), pk.data());
   std::vector<unsigned char> opened(stream->size());
-  std::vector<double> samples;
-  for (auto _ : state) {
-    const auto start = Clock::now();
-    for (const auto& box : sealed) {
-      benchmark::DoNotOptimize(crypto_box_seal_open(opened.data(), box.data(), box.size(), pk.data(), sk.data()));
-    }
-    const double us = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-    samples.push_back(us);
-    state.SetIterationTime(us / 1e6);
-  }
-  g_openMedianUs = Median(samples);
-  state.counters["median_us"] = g_openMedianUs;
+  g_openMedianUs = MedianOf(state, [&] {
+    return MicrosecondsOf([&] {
+      for (const auto& box : sealed) {
+        benchmark::DoNotOptimize(crypto_box_seal_open(opened.data(), box.data(), box.size(), pk.data(), sk.data()));
+      }
+    });
+  });
 }
 
 // The crypto of one scan as this machine must run it, with no network at all: the CAP's fresh
@@ -189,25 +204,18 @@ class CryptoOfAScan {
 };
 
 void BM_CryptoOfAScanOnTheseCores(benchmark::State& state) {
-  ether_addr mac{{0x02, 0x24, 0xe7, 1, 2, 3}};
-  ResponsePacket response("OrvaOS", "velanto_platb_hm2000", "SN0", "5.2.0", 1, 0, mac, in6_addr{}, 443, 1234);
-  CryptoOfAScan crypto(ResponsePacketSerializer().Serialize(response));
-  std::vector<double> samples;
-  for (auto _ : state) {
-    const auto start = Clock::now();
-    crypto.Run();
-    const double us = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-    samples.push_back(us);
-    state.SetIterationTime(us / 1e6);
-  }
-  g_cryptoMedianUs = Median(samples);
-  state.counters["median_us"] = g_cryptoMedianUs;
+  CryptoOfAScan crypto(AnswerStream());
+  g_cryptoMedianUs = MedianOf(state, [&] { return MicrosecondsOf([&] { crypto.Run(); }); });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
+  if (sodium_init() < 0) {
+    std::printf("wired_scan: libsodium cannot start\n");
+    return 1;
+  }
   // The scans' lines stay out of the machine's syslog, at the priority a deployed daemon logs
   // at: a capture would turn on debug lines and a hex dump of every datagram.
   ORVA::MESH::SDK::Log::SetSink([](int, const std::string&) {});
